@@ -1,0 +1,136 @@
+// Descriptor I/O with deadlines: every wait of the VISA layer ends by its
+// session's time-out, whatever the peer does.
+#pragma once
+
+#include "visa.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace qv::visa {
+
+class Deadline {
+public:
+    using Clock = std::chrono::steady_clock;
+    // VI_TMO_INFINITE waits for ever; every other value is milliseconds.
+    static Deadline afterMs(uint32_t ms);
+    static Deadline never() { return Deadline(); }
+    bool infinite() const { return infinite_; }
+    bool expired() const { return !infinite_ && Clock::now() >= at_; }
+    // Milliseconds left, rounded up, 0 when expired; UINT32_MAX when infinite.
+    uint32_t remainingMs() const;
+    // For ppoll: nullptr when infinite.
+    const struct timespec* remaining(struct timespec& ts) const;
+
+private:
+    bool infinite_ = true;
+    Clock::time_point at_{};
+};
+
+// Owns a descriptor; closes it once.
+class Fd {
+public:
+    Fd() = default;
+    explicit Fd(int fd) : fd_(fd) {}
+    ~Fd() { reset(); }
+    Fd(Fd&& o) noexcept : fd_(o.release()) {}
+    Fd& operator=(Fd&& o) noexcept {
+        if (this != &o) reset(o.release());
+        return *this;
+    }
+    Fd(const Fd&) = delete;
+    Fd& operator=(const Fd&) = delete;
+    int get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+    int release() {
+        int f = fd_;
+        fd_ = -1;
+        return f;
+    }
+    void reset(int fd = -1);
+
+private:
+    int fd_ = -1;
+};
+
+// Waits until fd is ready for events (POLLIN/POLLOUT). VI_SUCCESS, VI_ERROR_TMO,
+// or VI_ERROR_IO.
+ViStatus waitReady(int fd, short events, const Deadline& dl);
+
+// Resolves host (name or numeric, IPv4 or IPv6) and connects a non-blocking
+// TCP socket within the deadline. On failure, reason says why in words.
+ViStatus connectTcp(const std::string& host, uint16_t port, const Deadline& dl, Fd& out, std::string& reason);
+
+// Sends all bytes (MSG_NOSIGNAL on sockets). VI_ERROR_CONN_LOST when the peer
+// went away, VI_ERROR_TMO at the deadline.
+ViStatus sendAll(int fd, const void* data, size_t size, const Deadline& dl, bool isSocket);
+
+// Where read data goes: user memory or an open file.
+class Sink {
+public:
+    virtual ~Sink() = default;
+    virtual ViStatus put(const uint8_t* data, size_t size) = 0;
+    // A file descriptor data may be spliced into, or -1.
+    virtual int spliceTarget() const { return -1; }
+};
+
+class MemorySink final : public Sink {
+public:
+    MemorySink(uint8_t* buf, size_t cap) : buf_(buf), cap_(cap) {}
+    ViStatus put(const uint8_t* data, size_t size) override;
+
+private:
+    uint8_t* buf_;
+    size_t cap_;
+    size_t used_ = 0;
+};
+
+class FileSink final : public Sink {
+public:
+    explicit FileSink(int fd) : fd_(fd) {}
+    ViStatus put(const uint8_t* data, size_t size) override;
+    int spliceTarget() const override { return spliceOk_ ? fd_ : -1; }
+    void disableSplice() { spliceOk_ = false; }
+
+private:
+    int fd_;
+    bool spliceOk_ = true;
+};
+
+// Buffered reading from a stream descriptor (socket or tty). Bytes that were
+// read but not consumed stay for the next call. Large transfers into files
+// bypass user space with splice() where the kernel allows it.
+class StreamReader {
+public:
+    StreamReader();
+    ~StreamReader();
+    StreamReader(const StreamReader&) = delete;
+    StreamReader& operator=(const StreamReader&) = delete;
+
+    void attach(int fd, bool isSocket);
+    size_t available() const { return end_ - pos_; }
+    const uint8_t* data() const { return buf_ + pos_; }
+    void consume(size_t n) { pos_ += n; }
+    void discardBuffered() { pos_ = end_ = 0; }
+    // Reads at least one more byte into the buffer. VI_ERROR_CONN_LOST at end
+    // of stream, VI_ERROR_TMO at the deadline.
+    ViStatus fill(const Deadline& dl);
+    // Reads whatever is there without waiting (for clearing stale input).
+    void drainNow();
+    // Moves exactly n bytes (buffered first) to the sink.
+    ViStatus transfer(Sink& sink, uint64_t n, const Deadline& dl);
+
+private:
+    ViStatus spliceToFile(int fileFd, uint64_t n, const Deadline& dl, uint64_t& moved, bool& unsupported);
+
+    static constexpr size_t kBufSize = 256 * 1024;
+    int fd_ = -1;
+    bool isSocket_ = false;
+    uint8_t* buf_;
+    size_t pos_ = 0, end_ = 0;
+    Fd pipeRead_, pipeWrite_;
+};
+
+}  // namespace qv::visa

@@ -1,0 +1,68 @@
+// Shared by the test programs: a simulated instrument in a child process,
+// temporary folders, and the process's open descriptor count.
+#pragma once
+
+#include <sys/types.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace qvtest {
+
+// Path of a program built beside the tests (quilvane-sim, quilvane-cli).
+std::string binPath(const std::string& program);
+
+// A fresh folder under the system temp folder, removed with its contents
+// when the object goes.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    const std::string& path() const { return path_; }
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+};
+
+// quilvane-sim run as a child process. start() adds --port-file,
+// --exit-with-parent and a lifetime cap, and waits until the ports are known.
+class SimProcess {
+public:
+    SimProcess() = default;
+    ~SimProcess();
+    SimProcess(const SimProcess&) = delete;
+    SimProcess& operator=(const SimProcess&) = delete;
+
+    bool start(const std::vector<std::string>& args, std::string* error = nullptr);
+    void stop();
+    bool running() const { return pid_ > 0; }
+    pid_t pid() const { return pid_; }
+
+    // Ports from the port file, in the order the instruments were given.
+    int socketPort(size_t instrument = 0) const;
+    int vxi11Port(size_t instrument = 0) const;
+    int portmapperPort() const;
+    std::string ptyPath(size_t instrument = 0) const;
+    // Resource strings for the first instrument.
+    std::string socketResource(size_t instrument = 0) const;
+    std::string vxi11Resource(size_t instrument = 0) const;
+
+private:
+    pid_t pid_ = -1;
+    TempDir dir_;
+    std::multimap<std::string, std::string> ports_;
+    std::vector<std::string> values(const std::string& key) const;
+};
+
+// Count of open descriptors of this process.
+int openDescriptorCount();
+
+// Reads a whole file; empty when it cannot be read.
+std::string readFile(const std::string& path);
+bool writeFile(const std::string& path, const std::string& data);
+
+}  // namespace qvtest
