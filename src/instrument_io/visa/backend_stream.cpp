@@ -1,5 +1,6 @@
 #include "backend.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -13,7 +14,8 @@ void StreamBackend::attach(Fd fd, bool isSocket) {
 }
 
 void StreamBackend::resetInput() {
-    reader_.drainNow();
+    // An answer may still be on its way: wait until the line is quiet.
+    reader_.drain(20, Deadline::afterMs(std::min<uint32_t>(attrs.timeoutMs, 500)));
     framer_.reset();
     skipTerminator_ = false;
 }

@@ -254,11 +254,13 @@ ViStatus StreamReader::fill(const Deadline& dl) {
     }
 }
 
-void StreamReader::drainNow() {
+void StreamReader::drain(uint32_t quietMs, const Deadline& dl) {
     pos_ = end_ = 0;
-    for (int i = 0; i < 64; ++i) {
+    for (;;) {
+        Deadline quiet = Deadline::afterMs(std::min(quietMs, dl.remainingMs()));
+        if (waitReady(fd_, POLLIN, quiet) != VI_SUCCESS) return;
         ssize_t n = ::read(fd_, buf_, kBufSize);
-        if (n <= 0) break;
+        if (n <= 0 && !(n < 0 && errno == EINTR)) return;
     }
 }
 

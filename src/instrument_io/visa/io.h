@@ -117,8 +117,9 @@ public:
     // Reads at least one more byte into the buffer. VI_ERROR_CONN_LOST at end
     // of stream, VI_ERROR_TMO at the deadline.
     ViStatus fill(const Deadline& dl);
-    // Reads whatever is there without waiting (for clearing stale input).
-    void drainNow();
+    // Drops stale input: what is buffered, and what keeps arriving until the
+    // line has been quiet for quietMs (never longer than the deadline).
+    void drain(uint32_t quietMs, const Deadline& dl);
     // Moves exactly n bytes (buffered first) to the sink.
     ViStatus transfer(Sink& sink, uint64_t n, const Deadline& dl);
 

@@ -1,0 +1,256 @@
+// quilvane-bench: throughput and latency of the VISA layer against the
+// simulated instrument on loopback, each next to a baseline measured in the
+// same run, and the same figures for pyvisa-py. Every figure is one line
+// "NAME = VALUE UNIT", every ratio "NAME ratio = VALUE".
+#include "instrument_io/visa/visa.h"
+#include "test_support.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point t0) { return std::chrono::duration<double>(Clock::now() - t0).count(); }
+
+void figure(const std::string& name, double value, const char* unit) {
+    std::printf("%s = %.1f %s\n", name.c_str(), value, unit);
+    std::fflush(stdout);
+}
+void ratio(const std::string& name, double value) {
+    std::printf("%s ratio = %.2f\n", name.c_str(), value);
+    std::fflush(stdout);
+}
+
+// A connected loopback pair: a listening socket accepted once.
+struct LoopbackPair {
+    int client = -1, server = -1;
+    LoopbackPair() {
+        int l = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in a{};
+        a.sin_family = AF_INET;
+        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        bind(l, reinterpret_cast<sockaddr*>(&a), sizeof a);
+        listen(l, 1);
+        socklen_t len = sizeof a;
+        getsockname(l, reinterpret_cast<sockaddr*>(&a), &len);
+        client = socket(AF_INET, SOCK_STREAM, 0);
+        connect(client, reinterpret_cast<sockaddr*>(&a), sizeof a);
+        server = accept(l, nullptr, nullptr);
+        close(l);
+        int one = 1;
+        setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        setsockopt(server, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+    }
+    ~LoopbackPair() {
+        close(client);
+        close(server);
+    }
+};
+
+// Plain TCP: bytes from one thread to another, received into memory.
+double rawTcpMBps(size_t bytes) {
+    LoopbackPair p;
+    std::thread sender([&] {
+        std::vector<char> buf(1 << 20, 'x');
+        size_t left = bytes;
+        while (left > 0) {
+            ssize_t n = send(p.server, buf.data(), std::min(left, buf.size()), 0);
+            if (n <= 0) break;
+            left -= size_t(n);
+        }
+    });
+    std::vector<char> buf(1 << 20);
+    size_t got = 0;
+    auto t0 = Clock::now();
+    while (got < bytes) {
+        ssize_t n = recv(p.client, buf.data(), buf.size(), 0);
+        if (n <= 0) break;
+        got += size_t(n);
+    }
+    double s = secondsSince(t0);
+    sender.join();
+    return double(got) / s / 1e6;
+}
+
+// Plain TCP ping-pong with answers as long as the instrument's.
+double rawPingPongPerSecond(size_t answerLength, int rounds) {
+    LoopbackPair p;
+    std::thread echo([&] {
+        std::string answer(answerLength - 1, 'a');
+        answer += '\n';
+        char buf[256];
+        for (int i = 0; i < rounds; ++i) {
+            if (recv(p.server, buf, sizeof buf, 0) <= 0) break;
+            send(p.server, answer.data(), answer.size(), 0);
+        }
+    });
+    char buf[512];
+    auto t0 = Clock::now();
+    for (int i = 0; i < rounds; ++i) {
+        send(p.client, "*IDN?\n", 6, 0);
+        size_t got = 0;
+        while (got < answerLength) {
+            ssize_t n = recv(p.client, buf, sizeof buf, 0);
+            if (n <= 0) break;
+            got += size_t(n);
+        }
+    }
+    double s = secondsSince(t0);
+    echo.join();
+    return rounds / s;
+}
+
+struct Visa {
+    ViSession rm = 0, vi = 0;
+    explicit Visa(const std::string& res) {
+        viOpenDefaultRM(&rm);
+        if (viOpen(rm, res.c_str(), VI_NULL, 5000, &vi) < 0) vi = 0;
+        else viSetAttribute(vi, VI_ATTR_TMO_VALUE, 60000);
+    }
+    ~Visa() {
+        if (vi) viClose(vi);
+        viClose(rm);
+    }
+    bool write(const std::string& s) {
+        ViUInt32 n = 0;
+        return viWrite(vi, reinterpret_cast<ViConstBuf>(s.data()), ViUInt32(s.size()), &n) >= 0;
+    }
+};
+
+// *IDN? round trips a second through viWrite/viRead; answerLength is set
+// to what the instrument answered.
+double visaRoundTrips(const std::string& res, int rounds, size_t& answerLength) {
+    Visa v(res);
+    if (!v.vi) return 0;
+    unsigned char buf[512];
+    ViUInt32 n = 0;
+    auto t0 = Clock::now();
+    for (int i = 0; i < rounds; ++i) {
+        if (!v.write("*IDN?\n") || viRead(v.vi, buf, sizeof buf, &n) < 0) return 0;
+    }
+    double s = secondsSince(t0);
+    answerLength = n;
+    return rounds / s;
+}
+
+// A whole block answer through viReadToFile, in MB/s; 0 on failure.
+double visaBlockMBps(const std::string& res, const std::string& target, uint64_t expect) {
+    Visa v(res);
+    if (!v.vi) return 0;
+    auto t0 = Clock::now();
+    if (!v.write("MMEM:DATA? 'big.bin'\n")) return 0;
+    unsigned char head[16] = {};
+    ViUInt32 n = 0;
+    if (viRead(v.vi, head, 2, &n) < 0 || head[0] != '#') return 0;
+    unsigned digits = head[1] - '0';
+    if (viRead(v.vi, head + 2, digits, &n) < 0) return 0;
+    uint64_t len = std::strtoull(reinterpret_cast<char*>(head + 2), nullptr, 10);
+    if (len != expect) return 0;
+    ViUInt32 got = 0;
+    ViStatus s = viReadToFile(v.vi, target.c_str(), ViUInt32(len), &got);
+    double secs = secondsSince(t0);
+    unlink(target.c_str());
+    if (s < 0 || got != len) return 0;
+    return double(len) / secs / 1e6;
+}
+
+double peakRssMiB() {
+    rusage ru{};
+    getrusage(RUSAGE_SELF, &ru);
+    return ru.ru_maxrss / 1024.0;
+}
+
+// The same figures for pyvisa-py, from a script run by Debian's Python.
+void pyvisa(const std::string& socketRes, int pmapPort, uint64_t blockBytes, int rounds) {
+    std::string script = std::string(QV_SOURCE_DIR) + "/bench/pyvisa_bench.py";
+    std::string cmd = "/usr/bin/python3 " + script + " " + socketRes + " " + std::to_string(pmapPort) + " " +
+                      std::to_string(blockBytes) + " " + std::to_string(rounds) + " 2>&1";
+    FILE* p = popen(cmd.c_str(), "r");
+    if (!p) return;
+    char line[512];
+    while (std::fgets(line, sizeof line, p)) std::fputs(line, stdout);
+    pclose(p);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    uint64_t blockMiB = 256, pyBlockMiB = 256;
+    int rounds = 5000;
+    bool withPyvisa = true;
+    for (int i = 1; i < argc; ++i) {
+        std::string a = argv[i];
+        if (a == "--block-mib" && i + 1 < argc) blockMiB = std::strtoull(argv[++i], nullptr, 10);
+        else if (a == "--pyvisa-block-mib" && i + 1 < argc) pyBlockMiB = std::strtoull(argv[++i], nullptr, 10);
+        else if (a == "--rounds" && i + 1 < argc) rounds = std::atoi(argv[++i]);
+        else if (a == "--no-pyvisa") withPyvisa = false;
+        else {
+            std::fprintf(stderr,
+                         "usage: quilvane-bench [--block-mib N] [--pyvisa-block-mib N] [--rounds N] [--no-pyvisa]\n");
+            return 2;
+        }
+    }
+    const uint64_t blockBytes = blockMiB << 20;
+    qvtest::TempDir root;
+    // A sparse file: the instrument reads zeros without touching the disk.
+    int fd = open(root.file("big.bin").c_str(), O_CREAT | O_WRONLY, 0644);
+    if (fd < 0 || ftruncate(fd, off_t(blockBytes)) != 0) {
+        std::fprintf(stderr, "cannot create the test file\n");
+        return 1;
+    }
+    close(fd);
+    qvtest::SimProcess sim;
+    std::string err;
+    // A family without drives: names resolve straight into the root.
+    if (!sim.start({"--profile", "GLT", "--socket-port", "0", "--vxi11", "--portmapper-port", "0", "--root",
+                    root.path()},
+                   &err)) {
+        std::fprintf(stderr, "cannot start quilvane-sim: %s\n", err.c_str());
+        return 1;
+    }
+    setenv("QUILVANE_PORTMAPPER_PORT", std::to_string(sim.portmapperPort()).c_str(), 1);
+    // Received files go to memory-backed storage where there is some, so
+    // that the disk is not what is measured.
+    std::string target = access("/dev/shm", W_OK) == 0 ? "/dev/shm/quilvane-bench.bin" : root.file("out.bin");
+
+    std::printf("# block of %llu MiB, %d round trips\n", static_cast<unsigned long long>(blockMiB), rounds);
+    double raw = rawTcpMBps(blockBytes);
+    figure("raw loopback TCP throughput", raw, "MB/s");
+    double sock = visaBlockMBps(sim.socketResource(), target, blockBytes);
+    figure("viReadToFile socket throughput", sock, "MB/s");
+    ratio("viReadToFile socket throughput", sock / raw);
+    double vxi = visaBlockMBps(sim.vxi11Resource(), target, blockBytes);
+    figure("viReadToFile VXI-11 throughput", vxi, "MB/s");
+    ratio("viReadToFile VXI-11 throughput", vxi / raw);
+    figure("viReadToFile peak memory", peakRssMiB(), "MiB");
+
+    size_t answerLength = 0;
+    double rtSock = visaRoundTrips(sim.socketResource(), rounds, answerLength);
+    double rtVxi = visaRoundTrips(sim.vxi11Resource(), rounds, answerLength);
+    double ping = rawPingPongPerSecond(answerLength ? answerLength : 40, rounds);
+    figure("raw TCP ping-pong", ping, "round trips/s");
+    figure("*IDN? socket", rtSock, "round trips/s");
+    ratio("*IDN? socket", rtSock / ping);
+    figure("*IDN? VXI-11", rtVxi, "round trips/s");
+    ratio("*IDN? VXI-11", rtVxi / ping);
+
+    if (withPyvisa) {
+        pyvisa(sim.socketResource(), sim.portmapperPort(), std::min(blockMiB, pyBlockMiB) << 20, rounds);
+    }
+    return 0;
+}

@@ -1,0 +1,134 @@
+// VIF: the one door between the program and an instrument. One object holds
+// one resource-manager session and one instrument session for the length of
+// one user action; every SCPI command and every transfer passes through it.
+#pragma once
+
+#include "instrument_io/visa/visa.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace qv::io {
+
+// Whether a VISA layer is available. The built-in one always is; the switch
+// exists so that the program's "no VISA" path can be reached and tested
+// (QUILVANE_NO_VISA=1 at start, or setVisaAvailable(false)).
+bool visaAvailable();
+void setVisaAvailable(bool available);
+
+class VIF {
+public:
+    VIF();
+    ~VIF();
+    VIF(const VIF&) = delete;
+    VIF& operator=(const VIF&) = delete;
+
+    // Events; a window that holds the object subscribes by assigning.
+    std::function<void(const std::string& command, const std::string& error)> VIFSCPIError;
+    std::function<void(bool success, const std::string& command)> VIFCommandExecuted;
+    std::function<void(const std::string& message, const std::string& command)> VIFVIFError;
+    std::function<void(const std::string& message)> VIFInformation;
+    std::function<void(float percent)> VIFProgress;
+
+    ViSession GetHandle() const { return ViSession(Session); }
+    ViStatus SetVISAAttribute(ViAttr attribute, uint32_t value);
+    bool OpenDevice(const std::string& resource, bool pollErrors, bool reset, uint32_t openTimeout,
+                    bool checkStatus);
+
+    bool WriteByteArrayHeader(const std::string& text);
+    bool WriteByteArrayEnd(const std::string& text);
+    bool WriteByteArray(const std::string& header, const std::vector<uint8_t>& data, long chunk,
+                        const std::string& trailer);
+    bool WriteFileToInstrument(const std::string& prefix, const std::string& sourceFile, const std::string& suffix);
+    bool ReadAnswerFromInstrument(const std::string& command, const std::string& targetFile, long byteCount);
+    bool ReadFileFromInstrument(const std::string& command, const std::string& targetFile, long timeout = -1);
+    bool RdFilFrmInstr(const std::string& command, const std::string& targetFile, long timeout);
+    bool ReadStreamFromInstrumentIntoFile(const std::string& command, const std::string& targetFile,
+                                          long& byteCount, long flag);
+    bool ReadFloatArray(const std::string& command, std::vector<float>& values, const std::string& conversion);
+    bool ReadIQArray(const std::string& command, std::vector<float>& iValues, std::vector<float>& qValues,
+                     long stretch, long chunk, long sampleCount);
+    bool ReadString(const std::string& command, std::string& answer, long bufferSize = 2048, bool report = true);
+    bool ReadStringLong(const std::string& command, std::string& answer, long chunkSize);
+    bool ReadFloat(const std::string& command, double& value);
+    bool WriteString(const std::string& command, int mode = 0);
+    bool PollErrors(std::string& errors, const std::string& query = "SYST:ERR?", bool report = true);
+    void SetRENState(uint16_t mode);
+    void PrepareSRQ();
+    void WaitSRQ();
+    void ClearDevice();
+    bool VISAFound() const { return VISAFound_; }
+    bool InstOpen() const { return Session >= 1; }
+    bool CloseIfError() const { return CloseIfError_; }
+    void CloseIfError(bool value) { CloseIfError_ = value; }
+    int32_t TimeOut() const { return TimeOut_; }
+    void TimeOut(int32_t value);
+    void ConfigErrorProcessor(bool pollAfterCommand, bool errorIsFailure);
+    void ConfigDebugMode(int level, bool timeStamp, const std::string& filePath, int dumpLimit);
+    bool WriteByteBlock(const std::vector<uint8_t>& data, long chunk);
+
+    const std::string& LastError() const { return LastError_; }
+    const std::string& LastErrorCommand() const { return LastErrorCommand_; }
+    const std::string& LastCommand() const { return LastCommand_; }
+    int32_t AssumedRate = 20000;
+
+    // The log's texts, shared with the tests and the command-line tool.
+    static std::string DecodeVISAError(ViStatus status);
+    static char DebugbPrintable(unsigned char c, char replacement = '.');
+    static std::string TrimAll(const std::string& text);
+
+private:
+    enum AttrSlot { kSlotTimeout, kSlotReaddr, kSlotUnaddr, kSlotSendEnd };
+    void VIFAttrChange(ViAttr attribute, int mode, double value);
+    bool IntReadFloatArray(std::vector<float>& values, const std::string& conversion);
+    bool IntReadIQArray(std::vector<float>& iValues, std::vector<float>& qValues, long stretch, long chunk);
+    // Writes a command; the text sent is the command and one LF. With
+    // withLf false (a block's pieces) nothing is appended.
+    ViStatus sendText(const std::string& text, bool withLf = true);
+    ViStatus readText(std::string& out, long count);
+    bool readBlockHeader(uint64_t& length, bool silent);
+    std::string newTempFile();
+    void dropTempFile();
+    void StoreDebug(const std::string& text);
+    void StoreDebugb(const uint8_t* buffer, long count, long length);
+
+    // The wrappers of every VISA call, each writing its log lines.
+    ViStatus VIFviOpenDefaultRM(ViSession& rm);
+    ViStatus VIFviOpen(ViSession rm, const std::string& resource, uint32_t mode, uint32_t timeout, ViSession& vi);
+    ViStatus VIFviReadSTB(ViSession vi, ViUInt16& stb);
+    ViStatus VIFviWrite(ViSession vi, const std::string& buffer, uint32_t count, uint32_t& written);
+    ViStatus VIFviWriteFromFile(ViSession vi, const std::string& file, uint32_t count, uint32_t& written);
+    ViStatus VIFviReadToFile(ViSession vi, const std::string& file, uint32_t count, uint32_t& read);
+    ViStatus VIFviRead(ViSession vi, std::string& buffer, uint32_t count, uint32_t& read);
+    ViStatus VIFviBufRead(ViSession vi, std::string& buffer, uint32_t count, uint32_t& read);
+    ViStatus VIFviGetAttribute(ViSession vi, ViAttr attribute, uint32_t& value);
+    ViStatus VIFviSetAttribute(ViSession vi, ViAttr attribute, uint32_t value);
+    ViStatus VIFviClear(ViSession vi);
+    ViStatus VIFviGpibControlREN(ViSession vi, uint16_t mode);
+    ViStatus VIFviClose(ViSession vi);
+    void logResult(const std::string& resultLine, ViStatus status);
+
+    bool VISAFound_ = false;
+    int32_t ResourceManager = -1;
+    int32_t Session = -1;
+    int32_t TimeOut_ = 5000;
+    bool PollAfterCommand = false;
+    bool ErrorIsFailure = false;
+    bool CloseIfError_ = false;
+    std::string LastError_;
+    std::string LastErrorCommand_;
+    std::string LastCommand_;
+    int DebugLevel = 0;
+    std::string DebugFile;
+    bool DebugTimeStamp = false;
+    int DebugDumpLimit = 0;
+    uint32_t SavedAttr[4] = {0, 0, 0, 0};
+    std::string TempFile;
+    // True while a block goes out in pieces (VI_ATTR_SEND_END_EN switched
+    // off): the pieces are sent as they are, without the LF of a command.
+    bool blockOpen_ = false;
+};
+
+}  // namespace qv::io

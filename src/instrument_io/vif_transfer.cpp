@@ -1,0 +1,362 @@
+// VIF's binary transfers: definite-length blocks into files and float
+// arrays, and files to the instrument. Everything passes through files, so
+// memory stays flat whatever the size.
+#include "app/host.h"
+#include "vif.h"
+#include "vif_internal.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+namespace qv::io {
+
+using detail::leadingNumber;
+using detail::roundHalfEven;
+
+namespace {
+// What a volt reading of exactly 0 becomes in dBm: far below anything an
+// instrument measures, yet a number a graph can draw.
+constexpr float kZeroVoltDbm = -300.0f;
+
+float voltsToDbm(float v) {
+    double p = (double(v) * v / 600.0) / 0.001;  // 600-ohm reference
+    return p > 0 ? float(10.0 * std::log10(p)) : kZeroVoltDbm;
+}
+
+// Reads 4-byte singles in file order; bytes missing at the end read as 0.
+class FloatFile {
+public:
+    explicit FloatFile(const std::string& path) : f_(std::fopen(path.c_str(), "rb")) {}
+    ~FloatFile() {
+        if (f_) std::fclose(f_);
+    }
+    bool ok() const { return f_ != nullptr; }
+    void read(float* out, size_t count) {
+        std::memset(out, 0, count * sizeof(float));
+        if (f_) std::fread(out, 1, count * sizeof(float), f_);
+    }
+
+private:
+    FILE* f_;
+};
+}  // namespace
+
+std::string VIF::newTempFile() {
+    dropTempFile();
+    std::string dir = std::filesystem::temp_directory_path().string();
+    std::string tmpl = dir + "/BIN_IOXXXXXX";
+    std::vector<char> buf(tmpl.begin(), tmpl.end());
+    buf.push_back('\0');
+    int fd = mkstemp(buf.data());
+    if (fd < 0) return {};
+    close(fd);
+    TempFile = buf.data();
+    return TempFile;
+}
+
+void VIF::dropTempFile() {
+    detail::removeFile(TempFile);
+    TempFile.clear();
+}
+
+bool VIF::ReadFileFromInstrument(const std::string& command, const std::string& targetFile, long timeout) {
+    if (!VISAFound_ || Session < 1) return false;
+    bool ok = false;
+    VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 0, 0);
+    if (sendText(command) == VI_SUCCESS) {
+        std::string head, digits;
+        if (readText(head, 2) >= 0) {
+            long n = long(leadingNumber(head.size() > 1 ? head.substr(1, 1) : std::string()));
+            if (readText(digits, n) >= 0) {
+                double value = leadingNumber(digits);
+                if (value < 0) {
+                    if (VIFVIFError) VIFVIFError("File not found on instrument", command);
+                } else {
+                    detail::removeFile(targetFile);
+                    long length = roundHalfEven(value);
+                    VIFAttrChange(VI_ATTR_TMO_VALUE, 0, timeout != -1 ? double(timeout) : length / 100.0);
+                    uint32_t got = 0;
+                    ok = VIFviReadToFile(ViSession(Session), targetFile, uint32_t(length), got) >= 0;
+                    VIFAttrChange(VI_ATTR_TMO_VALUE, 1, 0);
+                    // A cut transfer leaves no file that could pass for the whole one.
+                    if (!ok) detail::removeFile(targetFile);
+                }
+            }
+        }
+    }
+    VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 1, 0);
+    VIFviGpibControlREN(ViSession(Session), VI_GPIB_REN_ADDRESS_GTL);
+    return ok;
+}
+
+bool VIF::RdFilFrmInstr(const std::string& command, const std::string& targetFile, long timeout) {
+    if (!VISAFound_ || Session < 1) return false;
+    ViSession vi = ViSession(Session);
+    std::string line = command + "\n";
+    ViUInt32 n = 0;
+    if (viWrite(vi, reinterpret_cast<ViConstBuf>(line.data()), ViUInt32(line.size()), &n) < 0) return false;
+    bool ok = false;
+    char head[3] = {}, digits[16] = {};
+    if (viRead(vi, reinterpret_cast<ViBuf>(head), 2, &n) >= 0) {
+        long count = long(leadingNumber(std::string(head + 1, n > 1 ? 1 : 0)));
+        if (count > 9) count = 9;
+        if (count >= 0 && viRead(vi, reinterpret_cast<ViBuf>(digits), ViUInt32(count), &n) >= 0) {
+            double value = leadingNumber(std::string(digits, n));
+            if (value >= 0) {
+                detail::removeFile(targetFile);
+                long length = roundHalfEven(value);
+                viSetAttribute(vi, VI_ATTR_TMO_VALUE, uint32_t(timeout != -1 ? timeout : roundHalfEven(length / 100.0)));
+                ok = viReadToFile(vi, targetFile.c_str(), ViUInt32(length), &n) >= 0;
+                if (!ok) {
+                    detail::removeFile(targetFile);
+                    if (VIFVIFError) VIFVIFError("File not found on instrument", command);
+                }
+            }
+        }
+    }
+    viGpibControlREN(vi, VI_GPIB_REN_ADDRESS_GTL);
+    return ok;
+}
+
+bool VIF::ReadAnswerFromInstrument(const std::string& command, const std::string& targetFile, long byteCount) {
+    if (!VISAFound_ || Session < 1) return false;
+    bool ok = false;
+    VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 0, 0);
+    if (sendText(command) == VI_SUCCESS) {
+        detail::removeFile(targetFile);
+        VIFAttrChange(VI_ATTR_TMO_VALUE, 0, byteCount / 100.0);
+        uint32_t got = 0;
+        ok = VIFviReadToFile(ViSession(Session), targetFile, uint32_t(byteCount < 0 ? 0 : byteCount), got) >= 0;
+        VIFAttrChange(VI_ATTR_TMO_VALUE, 1, 0);
+    }
+    VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 1, 0);
+    return ok;
+}
+
+bool VIF::ReadStreamFromInstrumentIntoFile(const std::string& command, const std::string& targetFile,
+                                           long& byteCount, long /*flag*/) {
+    if (!VISAFound_ || Session < 1) return false;
+    bool ok = false;
+    VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 0, 0);
+    if (sendText(command) == VI_SUCCESS) {
+        uint32_t got = 0;
+        ok = VIFviReadToFile(ViSession(Session), targetFile, uint32_t(byteCount < 0 ? 0 : byteCount), got) >= 0;
+        byteCount = long(got);
+    }
+    VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 1, 0);
+    return ok;
+}
+
+// Reads "#", the digit count and the length digits. Failures raise the
+// messages of a float read unless silent.
+bool VIF::readBlockHeader(uint64_t& length, bool silent) {
+    auto failWith = [&](const char* message) {
+        if (!silent && VIFVIFError) VIFVIFError(message, LastCommand_);
+        return false;
+    };
+    std::string head;
+    if (readText(head, 2) < 0 || head.size() < 2) return failWith("Reading binary header FAILED");
+    if (head[0] != '#') return failWith("Reading binary header FAILED (no # found)");
+    long n = long(leadingNumber(head.substr(1, 1)));
+    if (silent && n <= 0) return false;
+    std::string digits;
+    if (readText(digits, n) < 0) return failWith("Reading binary header length FAILED");
+    double v = leadingNumber(digits);
+    length = v > 0 ? uint64_t(roundHalfEven(v)) : 0;
+    return true;
+}
+
+bool VIF::ReadFloatArray(const std::string& command, std::vector<float>& values, const std::string& conversion) {
+    if (!VISAFound_ || Session < 1) return false;
+    bool result = false;
+    LastCommand_ = command;
+    if (sendText(command) == VI_SUCCESS) {
+        uint32_t readdr = 0;
+        VIFviGetAttribute(ViSession(Session), VI_ATTR_GPIB_READDR_EN, readdr);
+        VIFviSetAttribute(ViSession(Session), VI_ATTR_GPIB_READDR_EN, 0);
+        result = IntReadFloatArray(values, conversion);
+        VIFviSetAttribute(ViSession(Session), VI_ATTR_GPIB_READDR_EN, readdr);
+    }
+    if (PollAfterCommand) {
+        std::string errors;
+        if (PollErrors(errors, "SYST:ERR?", true) && ErrorIsFailure) result = false;
+    }
+    if (VIFCommandExecuted) VIFCommandExecuted(result, LastCommand_);
+    return result;
+}
+
+bool VIF::IntReadFloatArray(std::vector<float>& values, const std::string& conversion) {
+    uint64_t length = 0;
+    if (!readBlockHeader(length, false)) return false;
+    std::string file = newTempFile();
+    uint32_t got = 0;
+    // Ten bytes more than announced: the terminator lands in the file too.
+    if (file.empty() || VIFviReadToFile(ViSession(Session), file, uint32_t(length + 10), got) < 0) {
+        dropTempFile();
+        if (VIFVIFError) VIFVIFError("Reading binary data FAILED", LastCommand_);
+        return false;
+    }
+    long count = roundHalfEven(double(length) / 4.0);
+    values.assign(size_t(count > 0 ? count : 0), 0.0f);
+    FloatFile in(file);
+    in.read(values.data(), values.size());
+    std::string conv = conversion;
+    for (auto& c : conv) c = char(std::toupper(static_cast<unsigned char>(c)));
+    if (conv == "V2DBM")
+        for (auto& v : values) v = voltsToDbm(v);
+    dropTempFile();
+    if (VIFInformation) VIFInformation(std::to_string(count) + " float values transfered");
+    return true;
+}
+
+bool VIF::ReadIQArray(const std::string& command, std::vector<float>& iValues, std::vector<float>& qValues,
+                      long stretch, long chunk, long sampleCount) {
+    if (!VISAFound_ || Session < 1) return false;
+    bool result = false;
+    LastCommand_ = command;
+    if (sendText(command) >= 0) {
+        uint32_t readdr = 0, tmo = 0;
+        VIFviGetAttribute(ViSession(Session), VI_ATTR_GPIB_READDR_EN, readdr);
+        VIFviSetAttribute(ViSession(Session), VI_ATTR_GPIB_READDR_EN, 0);
+        if (sampleCount != -1) {
+            VIFviGetAttribute(ViSession(Session), VI_ATTR_TMO_VALUE, tmo);
+            double ms = double(sampleCount) * 4.0 / double(AssumedRate > 0 ? AssumedRate : 1) * 1000.0;
+            VIFviSetAttribute(ViSession(Session), VI_ATTR_TMO_VALUE, uint32_t(roundHalfEven(ms)));
+        }
+        result = IntReadIQArray(iValues, qValues, stretch, chunk);
+        if (sampleCount != -1) VIFviSetAttribute(ViSession(Session), VI_ATTR_TMO_VALUE, tmo);
+        VIFviSetAttribute(ViSession(Session), VI_ATTR_GPIB_READDR_EN, readdr);
+    }
+    if (PollAfterCommand) {
+        std::string errors;
+        if (PollErrors(errors, "SYST:ERR?", true) && ErrorIsFailure) result = false;
+    }
+    if (VIFCommandExecuted) VIFCommandExecuted(result, LastCommand_);
+    return result;
+}
+
+bool VIF::IntReadIQArray(std::vector<float>& iValues, std::vector<float>& qValues, long stretch, long chunk) {
+    uint64_t length = 0;
+    if (!readBlockHeader(length, true)) return false;
+    if (stretch <= 0 || chunk <= 0) return false;  // no progress possible
+    std::string file = newTempFile();
+    uint32_t got = 0;
+    if (file.empty() || VIFviReadToFile(ViSession(Session), file, uint32_t(length), got) < 0) {
+        dropTempFile();
+        return false;
+    }
+    long samples = roundHalfEven(double(length) / 8.0);
+    if (samples < 0) samples = 0;
+    iValues.assign(size_t(samples), 0.0f);
+    qValues.assign(size_t(samples), 0.0f);
+    if (chunk > stretch) chunk = stretch;
+    FloatFile in(file);
+    long iRead = 0, qRead = 0;
+    while (iRead < samples || qRead < samples) {
+        for (int pass = 0; pass < 2; ++pass) {
+            bool isI = pass == 0;
+            long& done = isI ? iRead : qRead;
+            std::vector<float>& target = isI ? iValues : qValues;
+            long left = std::min(stretch, samples - done);
+            while (left > 0) {
+                long piece = std::min(chunk, left);
+                in.read(target.data() + done, size_t(piece));
+                done += piece;
+                left -= piece;
+                if (VIFProgress) VIFProgress(float(double(iRead + qRead) / double(samples) * 50.0));
+            }
+        }
+    }
+    WriteString("*CLS", 0);
+    dropTempFile();
+    if (VIFInformation) VIFInformation(std::to_string(samples) + " IQ pairs transfered");
+    return true;
+}
+
+// The block goes out as one message: prefix and header, the file's bytes,
+// then the suffix with the LF that ends the message (and END with it). No
+// LF may stand between header and data, or the instrument would see the
+// message end before its block.
+bool VIF::WriteFileToInstrument(const std::string& prefix, const std::string& sourceFile, const std::string& suffix) {
+    if (Session <= 0) return false;
+    std::string name = std::filesystem::path(sourceFile).filename().string();
+    if (!detail::fileExists(sourceFile)) {
+        if (VIFVIFError)
+            VIFVIFError("File " + name + " not found on local harddisc", prefix + "'" + name + "'" + suffix);
+        return false;
+    }
+    long length = detail::fileSize(sourceFile);
+    std::string size = std::to_string(length);
+    std::string header = "#" + std::to_string(size.size()) + size;
+    VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 0, 0);
+    VIFAttrChange(VI_ATTR_TMO_VALUE, 0, std::max(length / 100.0, 100.0));
+    VIFAttrChange(VI_ATTR_SEND_END_EN, 0, 0);
+    sendText(prefix + header, false);
+    uint32_t written = 0;
+    if (length > 0) VIFviWriteFromFile(ViSession(Session), sourceFile, uint32_t(length), written);
+    VIFAttrChange(VI_ATTR_SEND_END_EN, 1, 0);
+    sendText(suffix);
+    VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 1, 0);
+    VIFAttrChange(VI_ATTR_TMO_VALUE, 1, 0);
+    return true;
+}
+
+bool VIF::WriteByteArrayHeader(const std::string& text) {
+    if (!VISAFound_ || Session < 1) return false;
+    VIFAttrChange(VI_ATTR_SEND_END_EN, 0, 0);
+    sendText(text);
+    return true;
+}
+
+bool VIF::WriteByteArrayEnd(const std::string& text) {
+    if (!VISAFound_ || Session < 1) return false;
+    VIFAttrChange(VI_ATTR_SEND_END_EN, 1, 0);
+    sendText(text);
+    return true;
+}
+
+bool VIF::WriteByteArray(const std::string& header, const std::vector<uint8_t>& data, long chunk,
+                         const std::string& trailer) {
+    WriteByteArrayHeader(header);
+    WriteByteBlock(data, chunk);
+    WriteByteArrayEnd(trailer);
+    return true;
+}
+
+bool VIF::WriteByteBlock(const std::vector<uint8_t>& data, long chunk) {
+    if (!VISAFound_ || Session < 1) return false;
+    if (chunk <= 0) return false;
+    std::string file = newTempFile();
+    if (file.empty()) return false;
+    const size_t total = data.size();
+    size_t chunksDone = 0;
+    auto sendPiece = [&](const uint8_t* p, size_t n) {
+        FILE* f = std::fopen(file.c_str(), "wb");
+        if (!f) return false;
+        bool ok = std::fwrite(p, 1, n, f) == n;
+        ok = (std::fclose(f) == 0) && ok;
+        uint32_t written = 0;
+        if (ok) VIFviWriteFromFile(ViSession(Session), file, uint32_t(n), written);
+        detail::removeFile(file);
+        return ok;
+    };
+    for (size_t pos = 0; pos < total; pos += size_t(chunk)) {
+        size_t n = std::min(size_t(chunk), total - pos);
+        if (!sendPiece(data.data() + pos, n)) break;
+        if (n == size_t(chunk)) {
+            ++chunksDone;
+            if (total > size_t(chunk) && VIFProgress)
+                VIFProgress(float(double(chunksDone) * 100.0 * double(chunk) / double(total)));
+        }
+    }
+    dropTempFile();
+    return true;
+}
+
+}  // namespace qv::io
