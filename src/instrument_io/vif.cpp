@@ -2,6 +2,8 @@
 
 #include "app/host.h"
 #include "vif_internal.h"
+#include "app/debug.h"
+#include "app/numeric.h"
 
 #include <chrono>
 #include <cstdlib>
@@ -187,7 +189,7 @@ bool VIF::ReadStringLong(const std::string& command, std::string& answer, long c
 bool VIF::ReadFloat(const std::string& command, double& value) {
     std::string answer;
     if (!ReadString(command, answer, 100, true)) return false;
-    value = detail::leadingNumber(answer);
+    value = app::LeadingNumber(answer);
     return true;
 }
 
@@ -231,7 +233,7 @@ bool VIF::PollErrors(std::string& errors, const std::string& query, bool report)
             }
             answer = TrimAll(answer);
             size_t comma = answer.find(',');
-            if (comma != std::string::npos) code = long(detail::leadingNumber(answer.substr(0, comma)));
+            if (comma != std::string::npos) code = long(app::LeadingNumber(answer.substr(0, comma)));
             if (code != 0) {
                 errors += answer + "\r\n";
                 result = true;

@@ -4,13 +4,14 @@
 #include "instrument_io/visa/status_text.h"
 #include "vif.h"
 #include "vif_internal.h"
+#include "app/debug.h"
+#include "app/numeric.h"
 
 #include <cstdio>
 #include <ctime>
 
 namespace qv::io {
 
-using detail::hex;
 
 namespace {
 std::string num(int64_t v) { return std::to_string(v); }
@@ -28,7 +29,7 @@ std::string timeStamp() {
 std::string VIF::DecodeVISAError(ViStatus status) {
     // Only the failure codes have texts of their own here; VI_ERROR_IN_PROGRESS
     // and every completion code fall under the last rule.
-    if (status >= 0 || status == VI_ERROR_IN_PROGRESS) return "Unknown VISA error (0x" + hex(status) + ")";
+    if (status >= 0 || status == VI_ERROR_IN_PROGRESS) return "Unknown VISA error (0x" + app::HexText(status) + ")";
     return visa::statusText(status);
 }
 
@@ -69,11 +70,11 @@ void VIF::StoreDebugb(const uint8_t* buffer, long count, long length) {
 
 void VIF::logResult(const std::string& resultLine, ViStatus status) {
     if (DebugLevel > 1 && !resultLine.empty()) StoreDebug(resultLine);
-    if (status < 0 && DebugLevel > 0) StoreDebug("!!>> 0x" + hex(status) + ": " + DecodeVISAError(status));
+    if (status < 0 && DebugLevel > 0) StoreDebug("!!>> 0x" + app::HexText(status) + ": " + DecodeVISAError(status));
 }
 
 ViStatus VIF::VIFviOpenDefaultRM(ViSession& rm) {
-    if (DebugLevel > 1) StoreDebug("  viOpenDefaultRM(0x" + hex(rm) + ")");
+    if (DebugLevel > 1) StoreDebug("  viOpenDefaultRM(0x" + app::HexText(rm) + ")");
     ViStatus s = viOpenDefaultRM(&rm);
     logResult("  >> rsrcManagerHandle: " + num(rm), s);
     if (DebugLevel > 1) StoreDebug("");
@@ -83,7 +84,7 @@ ViStatus VIF::VIFviOpenDefaultRM(ViSession& rm) {
 ViStatus VIF::VIFviOpen(ViSession rm, const std::string& resource, uint32_t mode, uint32_t timeout, ViSession& vi) {
     if (DebugLevel > 1)
         StoreDebug("  viOpen(" + num(rm) + ",\"" + resource + "\"," + num(mode) + "," + num(timeout) + ",0x" +
-                   hex(vi) + ")");
+                   app::HexText(vi) + ")");
     ViStatus s = viOpen(rm, resource.c_str(), mode, timeout, &vi);
     logResult("  >> instrumentHandle: " + num(vi), s);
     if (DebugLevel > 1) StoreDebug("");
@@ -91,7 +92,7 @@ ViStatus VIF::VIFviOpen(ViSession rm, const std::string& resource, uint32_t mode
 }
 
 ViStatus VIF::VIFviReadSTB(ViSession vi, ViUInt16& stb) {
-    if (DebugLevel > 1) StoreDebug("  viReadSTB(" + num(vi) + ",0x" + hex(stb) + ")");
+    if (DebugLevel > 1) StoreDebug("  viReadSTB(" + num(vi) + ",0x" + app::HexText(stb) + ")");
     ViStatus s = viReadSTB(vi, &stb);
     logResult("  >> statusByte: " + num(stb), s);
     if (DebugLevel > 1) StoreDebug("");
@@ -104,7 +105,7 @@ ViStatus VIF::VIFviWrite(ViSession vi, const std::string& buffer, uint32_t count
     std::string data = buffer.substr(0, std::min<size_t>(count, buffer.size()));
     if (!blockOpen_) data += '\n';
     if (DebugLevel > 1)
-        StoreDebug("  viWrite(" + num(vi) + ",<BUFFER>," + num(data.size()) + ",0x" + hex(written) + ")");
+        StoreDebug("  viWrite(" + num(vi) + ",<BUFFER>," + num(data.size()) + ",0x" + app::HexText(written) + ")");
     ViUInt32 n = 0;
     ViStatus s = viWrite(vi, reinterpret_cast<ViConstBuf>(data.data()), ViUInt32(data.size()), &n);
     written = n;
@@ -120,7 +121,7 @@ ViStatus VIF::VIFviWrite(ViSession vi, const std::string& buffer, uint32_t count
 
 ViStatus VIF::VIFviWriteFromFile(ViSession vi, const std::string& file, uint32_t count, uint32_t& written) {
     if (DebugLevel > 1)
-        StoreDebug("  viWriteFromFile(" + num(vi) + "," + file + "," + num(count) + ",0x" + hex(written) + ")");
+        StoreDebug("  viWriteFromFile(" + num(vi) + "," + file + "," + num(count) + ",0x" + app::HexText(written) + ")");
     ViUInt32 n = 0;
     ViStatus s = viWriteFromFile(vi, file.c_str(), count, &n);
     written = n;
@@ -131,7 +132,7 @@ ViStatus VIF::VIFviWriteFromFile(ViSession vi, const std::string& file, uint32_t
 
 ViStatus VIF::VIFviReadToFile(ViSession vi, const std::string& file, uint32_t count, uint32_t& read) {
     if (DebugLevel > 1)
-        StoreDebug("  viReadToFile(" + num(vi) + "," + file + "," + num(count) + ",0x" + hex(read) + ")");
+        StoreDebug("  viReadToFile(" + num(vi) + "," + file + "," + num(count) + ",0x" + app::HexText(read) + ")");
     ViUInt32 n = 0;
     ViStatus s = viReadToFile(vi, file.c_str(), count, &n);
     read = n;
@@ -153,8 +154,8 @@ ViStatus readInto(ReadFn fn, ViSession vi, std::string& buffer, uint32_t count, 
 
 ViStatus VIF::VIFviRead(ViSession vi, std::string& buffer, uint32_t count, uint32_t& read) {
     if (DebugLevel > 1)
-        StoreDebug("  viRead(" + num(vi) + ",0x" + hex(int64_t(reinterpret_cast<uintptr_t>(buffer.data()))) + "," +
-                   num(count) + ",0x" + hex(read) + ")");
+        StoreDebug("  viRead(" + num(vi) + ",0x" + app::HexText(int64_t(reinterpret_cast<uintptr_t>(buffer.data()))) + "," +
+                   num(count) + ",0x" + app::HexText(read) + ")");
     ViStatus s = readInto(viRead, vi, buffer, count, read);
     if (DebugLevel > 1) {
         StoreDebug("  >> returnCount: " + num(read));
@@ -168,8 +169,8 @@ ViStatus VIF::VIFviRead(ViSession vi, std::string& buffer, uint32_t count, uint3
 
 ViStatus VIF::VIFviBufRead(ViSession vi, std::string& buffer, uint32_t count, uint32_t& read) {
     if (DebugLevel > 1)
-        StoreDebug("  VIFviBufRead(" + num(vi) + ",0x" + hex(int64_t(reinterpret_cast<uintptr_t>(buffer.data()))) +
-                   "," + num(count) + ",0x" + hex(read) + ")");
+        StoreDebug("  VIFviBufRead(" + num(vi) + ",0x" + app::HexText(int64_t(reinterpret_cast<uintptr_t>(buffer.data()))) +
+                   "," + num(count) + ",0x" + app::HexText(read) + ")");
     ViStatus s = readInto(viBufRead, vi, buffer, count, read);
     if (DebugLevel > 1) {
         StoreDebug("  >> returnCount: " + num(read));

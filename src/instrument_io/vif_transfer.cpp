@@ -2,8 +2,11 @@
 // arrays, and files to the instrument. Everything passes through files, so
 // memory stays flat whatever the size.
 #include "app/host.h"
+#include "app/standard.h"
 #include "vif.h"
 #include "vif_internal.h"
+#include "app/debug.h"
+#include "app/numeric.h"
 
 #include <fcntl.h>
 #include <stdlib.h>
@@ -16,7 +19,7 @@
 
 namespace qv::io {
 
-using detail::leadingNumber;
+using app::LeadingNumber;
 using detail::roundHalfEven;
 
 namespace {
@@ -49,14 +52,7 @@ private:
 
 std::string VIF::newTempFile() {
     dropTempFile();
-    std::string dir = std::filesystem::temp_directory_path().string();
-    std::string tmpl = dir + "/BIN_IOXXXXXX";
-    std::vector<char> buf(tmpl.begin(), tmpl.end());
-    buf.push_back('\0');
-    int fd = mkstemp(buf.data());
-    if (fd < 0) return {};
-    close(fd);
-    TempFile = buf.data();
+    TempFile = app::TempFileName("BIN_IO");
     return TempFile;
 }
 
@@ -72,9 +68,9 @@ bool VIF::ReadFileFromInstrument(const std::string& command, const std::string& 
     if (sendText(command) == VI_SUCCESS) {
         std::string head, digits;
         if (readText(head, 2) >= 0) {
-            long n = long(leadingNumber(head.size() > 1 ? head.substr(1, 1) : std::string()));
+            long n = long(app::LeadingNumber(head.size() > 1 ? head.substr(1, 1) : std::string()));
             if (readText(digits, n) >= 0) {
-                double value = leadingNumber(digits);
+                double value = app::LeadingNumber(digits);
                 if (value < 0) {
                     if (VIFVIFError) VIFVIFError("File not found on instrument", command);
                 } else {
@@ -104,10 +100,10 @@ bool VIF::RdFilFrmInstr(const std::string& command, const std::string& targetFil
     bool ok = false;
     char head[3] = {}, digits[16] = {};
     if (viRead(vi, reinterpret_cast<ViBuf>(head), 2, &n) >= 0) {
-        long count = long(leadingNumber(std::string(head + 1, n > 1 ? 1 : 0)));
+        long count = long(app::LeadingNumber(std::string(head + 1, n > 1 ? 1 : 0)));
         if (count > 9) count = 9;
         if (count >= 0 && viRead(vi, reinterpret_cast<ViBuf>(digits), ViUInt32(count), &n) >= 0) {
-            double value = leadingNumber(std::string(digits, n));
+            double value = app::LeadingNumber(std::string(digits, n));
             if (value >= 0) {
                 detail::removeFile(targetFile);
                 long length = roundHalfEven(value);
@@ -163,11 +159,11 @@ bool VIF::readBlockHeader(uint64_t& length, bool silent) {
     std::string head;
     if (readText(head, 2) < 0 || head.size() < 2) return failWith("Reading binary header FAILED");
     if (head[0] != '#') return failWith("Reading binary header FAILED (no # found)");
-    long n = long(leadingNumber(head.substr(1, 1)));
+    long n = long(app::LeadingNumber(head.substr(1, 1)));
     if (silent && n <= 0) return false;
     std::string digits;
     if (readText(digits, n) < 0) return failWith("Reading binary header length FAILED");
-    double v = leadingNumber(digits);
+    double v = app::LeadingNumber(digits);
     length = v > 0 ? uint64_t(roundHalfEven(v)) : 0;
     return true;
 }

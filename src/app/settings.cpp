@@ -1,0 +1,131 @@
+#include "app/settings.h"
+
+#include "app/iniio.h"
+#include "app/numeric.h"
+#include "app/text.h"
+
+#include <limits>
+
+namespace qv::app {
+
+void SetLoadSave(int mode, AppContext& ctx) {
+    ctx.ErrorPollDefault = true;
+    if (mode != kIniDefault && mode != kIniLoad && mode != kIniSave) return;
+    const std::string& f = ctx.IniFilePath;
+    // The order of the rows is the file's documented order; keep it.
+    IniItem(f, "Hardcopy", "SaveImage", ctx.SaveImage, mode, int16_t{0});
+    IniItem(f, "Hardcopy", "CopyImage", ctx.CopyImage, mode, int16_t{1});
+    IniItem(f, "Hardcopy", "PasteWord", ctx.PasteWord, mode, int16_t{0});
+    IniItem(f, "Hardcopy", "Color", ctx.Color, mode, int16_t{1});
+    IniItem(f, "Trace", "SaveDat", ctx.SaveDat, mode, int16_t{0});
+    IniItem(f, "Trace", "CopyImg", ctx.CopyImg, mode, int16_t{1});
+    IniItem(f, "Trace", "CopyDat", ctx.CopyDat, mode, int16_t{0});
+    IniItem(f, "Trace", "PastDat", ctx.PastDat, mode, int16_t{0});
+    IniItem(f, "Trace", "Axis1Log", ctx.Axis1Log, mode, int16_t{0});
+    IniItem(f, "Trace", "Axis2Log", ctx.Axis2Log, mode, int16_t{0});
+    IniItem(f, "UCor", "ColSep", ctx.ColSep, mode, int16_t{9});
+    IniItem(f, "UCor", "XCol", ctx.XCol, mode, int16_t{1});
+    IniItem(f, "UCor", "YCol", ctx.YCol, mode, int16_t{2});
+    IniItem(f, "UCor", "StartRow", ctx.StartRow, mode, int32_t{1});
+    IniItem(f, "UCor", "ReduceMethod", ctx.ReduceMethod, mode, int16_t{2});
+    IniItem(f, "Scan", "IncludeQVIB", ctx.IncludeQVIB, mode, int16_t{0});
+    IniItem(f, "Directory", "Save", ctx.SaveFolder, mode, Value(""));
+    IniItem(f, "Directory", "Temp", ctx.TempFolder, mode, Value(""));
+    IniItem(f, "Script", "Directory", ctx.ScriptFolder, mode, Value(ProgramFolderOf(ctx) + "/Scripts"));
+    // No default: a fresh file gives the text " 1", which names no script.
+    IniItem(f, "Script", "Recent", ctx.ScriptRecent, mode, Value());
+    if (mode == kIniSave && ctx.DeviceListIndex) ctx.SelectedDeviceNumber = ctx.DeviceListIndex();
+    IniItem(f, "SelectedDevice", "Number", ctx.SelectedDeviceNumber, mode, int32_t{0});
+}
+
+void SetLoadSave(int mode) { SetLoadSave(mode, context()); }
+
+bool TracCopyImgClicked(AppContext& ctx, bool ticked) {
+    ctx.CopyImg = ticked ? 1 : 0;
+    if (!ticked) return false;
+    ctx.CopyDat = 0;
+    return true;
+}
+
+bool TracCopyDatClicked(AppContext& ctx, bool ticked) {
+    ctx.CopyDat = ticked ? 1 : 0;
+    if (!ticked) return false;
+    ctx.CopyImg = 0;
+    return true;
+}
+
+namespace {
+// The separator is a character code; one that does not fit stays unchanged.
+bool firstCharacterCode(std::string_view text, int16_t& code) {
+    if (text.empty()) return false;
+    uint32_t cp = Utf8First(text);
+    if (cp == 0 || cp > static_cast<uint32_t>(std::numeric_limits<int16_t>::max())) return false;
+    code = static_cast<int16_t>(cp);
+    return true;
+}
+}  // namespace
+
+bool UCorColTabClicked(AppContext& ctx, std::string_view charText) {
+    if (charText.empty()) return false;
+    ctx.ColSep = 9;
+    return true;
+}
+
+bool UCorColThisClicked(AppContext& ctx, std::string_view charText) {
+    return firstCharacterCode(charText, ctx.ColSep);
+}
+
+void UCorColCharChanged(AppContext& ctx, std::string_view charText) { firstCharacterCode(charText, ctx.ColSep); }
+
+SeparatorView SeparatorControls(const AppContext& ctx) {
+    SeparatorView v;
+    if (ctx.ColSep != 9 && ctx.ColSep != 0 && ctx.ColSep > 0) {
+        v.tabSelected = false;
+        v.charText = Utf8Encode(static_cast<uint32_t>(ctx.ColSep));
+    }
+    return v;
+}
+
+void UCorStartRowChanged(AppContext& ctx, std::string_view text) {
+    double v = 0.0;
+    if (!LeadingNumber(text, v)) return;
+    int32_t row = ToInt32(v);
+    ctx.StartRow = row < 1 ? 1 : row;
+}
+
+void UCorRedMethodClicked(AppContext& ctx, int index) {
+    if (index >= 0 && index <= 2) ctx.ReduceMethod = static_cast<int16_t>(index);
+}
+
+void UCorXFirstClicked(AppContext& ctx) {
+    ctx.XCol = 0;
+    if (ctx.YCol == 0) ctx.YCol = -1;
+}
+
+void UCorXLastClicked(AppContext& ctx) {
+    ctx.XCol = -1;
+    if (ctx.YCol == -1) ctx.YCol = 0;
+}
+
+void UCorXThisClicked(AppContext& ctx) { ctx.XCol = 1; }
+void UCorXValueChanged(AppContext& ctx, std::string_view text) { ctx.XCol = ToInt16(LeadingNumber(text)); }
+void UCorYFirstClicked(AppContext& ctx) { ctx.YCol = 0; }
+void UCorYLastClicked(AppContext& ctx) { ctx.YCol = -1; }
+void UCorYThisClicked(AppContext& ctx) { ctx.YCol = 1; }
+void UCorYValueChanged(AppContext& ctx, std::string_view text) { ctx.YCol = ToInt16(LeadingNumber(text)); }
+
+ColumnView ColumnControls(int16_t column) {
+    ColumnView v;
+    if (column == -1) {
+        v.choice = ColumnChoice::Last;
+    } else if (column == 0) {
+        v.choice = ColumnChoice::First;
+    } else {
+        v.choice = ColumnChoice::This;
+        v.valueEnabled = true;
+        v.valueText = std::to_string(column);
+    }
+    return v;
+}
+
+}  // namespace qv::app

@@ -1,0 +1,183 @@
+#include "command_line.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "net_io.h"
+#include "profiles.h"
+
+namespace qv::sim {
+
+namespace {
+
+bool parseInt(const std::string& s, long long& v, long long min, long long max) {
+    auto r = std::from_chars(s.data(), s.data() + s.size(), v);
+    return !s.empty() && r.ec == std::errc() && r.ptr == s.data() + s.size() && v >= min && v <= max;
+}
+
+bool parseSeconds(const std::string& s, double& v) {
+    auto r = std::from_chars(s.data(), s.data() + s.size(), v);
+    return !s.empty() && r.ec == std::errc() && r.ptr == s.data() + s.size() && std::isfinite(v) && v > 0 &&
+           v <= 365.0 * 86400;
+}
+
+}  // namespace
+
+std::string usageText() {
+    return "usage: quilvane-sim --profile FAMILY [instrument options] [--profile FAMILY ...] [global options]\n"
+           "\n"
+           "Serves simulated SCPI instruments on loopback.\n"
+           "\n"
+           "Instrument options (apply to the --profile before them):\n"
+           "  --socket-port N     raw SCPI socket on port N (0: a free port)\n"
+           "  --vxi11             VXI-11 on a free port\n"
+           "  --vxi11-port N      VXI-11 on port N\n"
+           "  --pty               serve over a pseudo-terminal\n"
+           "  --address 127.0.0.X loopback address to listen on (default 127.0.0.1)\n"
+           "  --root DIR          the instrument's file system (default: a temporary folder)\n"
+           "  --log FILE          append every received message to FILE\n"
+           "  --fault SPEC        KIND[=VALUE][@HEADER]; KIND: delay=MS, drop=BYTES,\n"
+           "                      corrupt-block, silent, error=CODE (repeatable)\n"
+           "  --points N          trace length (default 1001)\n"
+           "  An instrument without --socket-port, --vxi11 or --pty gets a socket on a free port.\n"
+           "\n"
+           "Global options:\n"
+           "  --portmapper-port N our own port mapper on port N (0: a free port)\n"
+           "  --rpcbind           register the first VXI-11 port with the system's rpcbind\n"
+           "  --port-file FILE    write socket=, vxi11=, pty=, portmapper= lines once listening\n"
+           "  --lifetime SECONDS  exit after this long\n"
+           "  --exit-with-parent  exit when the parent process ends\n"
+           "  --help              this text\n"
+           "\n"
+           "Families: " +
+           knownProfileTags() + "\n";
+}
+
+bool parseCommandLine(const std::vector<std::string>& args, CommandLine& out, std::string& error) {
+    out = CommandLine{};
+    auto& instruments = out.simulator.instruments;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        auto value = [&](std::string& v) {
+            if (i + 1 >= args.size()) {
+                error = a + " needs a value";
+                return false;
+            }
+            v = args[++i];
+            return true;
+        };
+        auto current = [&]() -> InstrumentConfig* {
+            if (instruments.empty()) {
+                error = a + " must follow a --profile";
+                return nullptr;
+            }
+            return &instruments.back();
+        };
+        auto port = [&](int& target) {
+            std::string v;
+            long long n = 0;
+            if (!value(v)) return false;
+            if (!parseInt(v, n, 0, 65535)) {
+                error = a + ": '" + v + "' is not a port number (0..65535)";
+                return false;
+            }
+            target = int(n);
+            return true;
+        };
+        std::string v;
+        if (a == "--help" || a == "-h") {
+            out.help = true;
+        } else if (a == "--profile") {
+            if (!value(v)) return false;
+            if (!findProfile(v)) {
+                error = "unknown profile '" + v + "'; known profiles: " + knownProfileTags();
+                return false;
+            }
+            InstrumentConfig c;
+            c.profile = v;
+            instruments.push_back(std::move(c));
+        } else if (a == "--socket-port") {
+            auto* c = current();
+            if (!c || !port(c->socketPort)) return false;
+        } else if (a == "--vxi11") {
+            auto* c = current();
+            if (!c) return false;
+            c->vxi11 = true;
+        } else if (a == "--vxi11-port") {
+            auto* c = current();
+            if (!c || !port(c->vxi11Port)) return false;
+            c->vxi11 = true;
+        } else if (a == "--pty") {
+            auto* c = current();
+            if (!c) return false;
+            c->pty = true;
+        } else if (a == "--address") {
+            auto* c = current();
+            if (!c || !value(v)) return false;
+            in_addr addr{};
+            if (!parseLoopbackAddress(v, addr)) {
+                error = "--address '" + v + "': only loopback addresses (127.x.x.x) are allowed";
+                return false;
+            }
+            c->address = v;
+        } else if (a == "--root") {
+            auto* c = current();
+            if (!c || !value(c->root)) return false;
+        } else if (a == "--log") {
+            auto* c = current();
+            if (!c || !value(c->logFile)) return false;
+        } else if (a == "--fault") {
+            auto* c = current();
+            if (!c || !value(v)) return false;
+            Fault f;
+            if (!parseFault(v, f, error)) return false;
+            c->faults.push_back(v);
+        } else if (a == "--points") {
+            auto* c = current();
+            long long n = 0;
+            if (!c || !value(v)) return false;
+            if (!parseInt(v, n, 1, Instrument::kMaxPoints)) {
+                error = "--points '" + v + "': expected 1.." + std::to_string(Instrument::kMaxPoints);
+                return false;
+            }
+            c->points = uint32_t(n);
+        } else if (a == "--portmapper-port") {
+            if (!port(out.simulator.portmapperPort)) return false;
+        } else if (a == "--rpcbind") {
+            out.simulator.rpcbind = true;
+        } else if (a == "--port-file") {
+            if (!value(out.portFile)) return false;
+        } else if (a == "--lifetime") {
+            if (!value(v)) return false;
+            if (!parseSeconds(v, out.lifetimeSeconds)) {
+                error = "--lifetime '" + v + "': expected a positive number of seconds";
+                return false;
+            }
+        } else if (a == "--exit-with-parent") {
+            out.exitWithParent = true;
+        } else {
+            error = "unknown argument '" + a + "'";
+            return false;
+        }
+    }
+    if (out.help) return true;
+    if (instruments.empty()) {
+        error = "at least one --profile is needed";
+        return false;
+    }
+    if (out.simulator.rpcbind && out.simulator.portmapperPort >= 0) {
+        error = "--portmapper-port and --rpcbind exclude each other";
+        return false;
+    }
+    if (out.simulator.rpcbind) {
+        bool any = false;
+        for (const auto& c : instruments) any = any || c.vxi11;
+        if (!any) {
+            error = "--rpcbind needs an instrument with --vxi11";
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace qv::sim

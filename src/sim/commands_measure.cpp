@@ -1,0 +1,100 @@
+// Measurement side: instrument mode, data format and traces.
+#include <string>
+
+#include "command_table.h"
+#include "instrument.h"
+#include "scpi_errors.h"
+#include "trace_data.h"
+
+namespace qv::sim {
+
+namespace {
+
+constexpr int kMaxTrace = 6;
+
+void instSet(CommandContext& c) {
+    std::string w;
+    if (!c.expectParams(1, 1) || !c.wordParam(0, w)) return;
+    for (const auto& m : c.instrument.profile().modes)
+        if (m == w) {
+            c.state.mode = m;
+            return;
+        }
+    c.error(err::kIllegalParameterValue);
+}
+
+void instQuery(CommandContext& c) {
+    if (c.expectParams(0, 0)) c.out.append(c.state.mode);
+}
+
+void formatSet(CommandContext& c) {
+    std::string w;
+    if (!c.expectParams(1, 2) || !c.wordParam(0, w)) return;
+    if (w == "ASC" || w == "ASCII") {
+        int64_t len = 0;
+        if (c.paramCount() == 2 && !c.integerParam(1, len, 0, 0, 0)) return;
+        c.state.asciiFormat = true;
+    } else if (w == "REAL") {
+        int64_t len = 32;
+        if (c.paramCount() == 2 && !c.integerParam(1, len, 0, 64, 32)) return;
+        if (len != 32) {
+            c.error(err::kIllegalParameterValue);
+            return;
+        }
+        c.state.asciiFormat = false;
+    } else {
+        c.error(err::kIllegalParameterValue);
+    }
+}
+
+void formatQuery(CommandContext& c) {
+    if (c.expectParams(0, 0)) c.out.append(c.state.asciiFormat ? "ASC,0" : "REAL,32");
+}
+
+void traceQuery(CommandContext& c) {
+    if (!c.expectParams(0, 1)) return;
+    int trace = c.suffix(0);
+    if (c.paramCount() == 1) {
+        // TRACE<n>, as analyzers name their traces.
+        std::string w;
+        if (!c.wordParam(0, w)) return;
+        if (w.rfind("TRACE", 0) != 0) {
+            c.error(err::kIllegalParameterValue);
+            return;
+        }
+        std::string digits = w.substr(5);
+        trace = 1;
+        if (!digits.empty()) {
+            if (digits.size() > 2 || digits.find_first_not_of("0123456789") != std::string::npos) {
+                c.error(err::kIllegalParameterValue);
+                return;
+            }
+            trace = 0;
+            for (char d : digits) trace = trace * 10 + (d - '0');
+        }
+    }
+    if (trace < 1 || trace > kMaxTrace) {
+        c.error(err::kIllegalParameterValue);
+        return;
+    }
+    uint32_t points = c.state.points;
+    if (c.state.asciiFormat) {
+        c.out.appendGenerated(makeAsciiTrace(trace, points));
+    } else {
+        auto gen = makeBinaryTrace(trace, points);
+        c.out.appendBlockHeader(gen->size());
+        c.out.appendGenerated(gen);
+    }
+}
+
+}  // namespace
+
+std::vector<CommandDef> measurementCommands() {
+    return {
+        {"INSTrument[:SELect]", instSet, instQuery},
+        {"FORMat[:DATA]", formatSet, formatQuery},
+        {"TRACe#16[:DATA]", nullptr, traceQuery},
+    };
+}
+
+}  // namespace qv::sim

@@ -1,0 +1,32 @@
+// Fault injection: KIND[=VALUE][@HEADER]. The header (short or long form,
+// '?' for queries) limits a fault to that command; without it the fault
+// applies to every answer (or, for error=, every command).
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "command_table.h"
+
+namespace qv::sim {
+
+struct Fault {
+    enum class Kind { Delay, Drop, CorruptBlock, Silent, Error };
+    Kind kind = Kind::Delay;
+    int64_t value = 0;  // delay ms, drop bytes, error code
+    std::string spec;   // as given
+    bool restricted = false;
+    const Command* command = nullptr;
+    bool query = false;
+    std::vector<int> suffixes;
+    std::vector<bool> suffixGiven;
+
+    bool appliesTo(const HeaderMatch& m, bool isQuery) const;
+};
+
+// False with a readable reason when the spec is malformed.
+bool parseFault(std::string_view spec, Fault& out, std::string& error);
+
+}  // namespace qv::sim

@@ -1,0 +1,151 @@
+// One simulated instrument: its profile, registers, error queue, settings,
+// file system and log, and the SCPI engine that executes program messages
+// against them. Connections share the instrument; each has a Session.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "command_table.h"
+#include "faults.h"
+#include "message_log.h"
+#include "message_splitter.h"
+#include "profiles.h"
+#include "response.h"
+#include "sandbox.h"
+#include "scpi_parser.h"
+
+namespace qv::sim {
+
+struct InstrumentOptions {
+    std::string profile;  // family tag, any case
+    std::string root;     // empty: a fresh temporary folder, removed with the instrument
+    std::string logFile;  // empty: no log
+    std::vector<std::string> faults;
+    uint32_t points = 1001;
+    // Block payloads above this go to a spool file (tests lower it).
+    uint64_t spillThreshold = uint64_t(64) << 10;
+};
+
+struct QueuedError {
+    int code = 0;
+    std::string text;
+};
+
+// What a program message produced, with the faults that shape its delivery.
+struct ResponseMessage {
+    Response data;
+    uint32_t delayMs = 0;
+    std::optional<uint64_t> dropAfter;  // close the connection after this many bytes
+    bool silent = false;                // never deliver
+};
+
+class Instrument {
+public:
+    static constexpr size_t kErrorQueueSize = 10;
+    static constexpr uint32_t kMaxPoints = 50'000'000;
+
+    static std::unique_ptr<Instrument> create(const InstrumentOptions& options, std::string& error);
+    ~Instrument();
+    Instrument(const Instrument&) = delete;
+    Instrument& operator=(const Instrument&) = delete;
+
+    const Profile& profile() const { return *profile_; }
+    const std::string& rootPath() const { return root_; }
+    const std::string& spoolPath() const { return spool_; }
+    uint64_t spillThreshold() const { return spillThreshold_; }
+    MessageLog& log() { return log_; }
+
+    // Logs and executes one program message. outputPending: the connection
+    // still holds unread output (it counts for MAV).
+    void execute(const ProgramMessage& msg, bool outputPending, ResponseMessage& out);
+
+    // Thread-safe access for transports and tests.
+    void pushError(int code, std::string_view text = {});
+    bool addFault(std::string_view spec, std::string& error);
+    void clearFaults();
+    uint8_t statusByte(bool outputPending);
+    std::vector<QueuedError> errorQueue();
+    void setRemote(bool remote);
+    bool remote();
+    // VXI-11 device locks, by link id (0: nobody).
+    bool tryLock(int32_t link);
+    bool unlock(int32_t link);
+    int32_t lockOwner();
+
+    // Settings and registers; handlers reach them with the mutex held.
+    struct State {
+        std::deque<QueuedError> errors;
+        uint8_t esr = 0x80;  // power on
+        uint8_t ese = 0;
+        uint8_t sre = 0;
+        std::string mode;
+        bool asciiFormat = true;
+        uint32_t points = 1001;
+        std::vector<Fault> faults;
+        bool remote = false;
+        int32_t lockOwner = 0;
+    };
+    State& stateLocked() { return state_; }
+    Sandbox& sandboxLocked() { return sandbox_; }
+    void pushErrorLocked(int code, std::string text = {});
+    uint8_t statusByteLocked(bool mav) const;
+    void resetLocked();  // *RST
+
+private:
+    Instrument() = default;
+
+    const Profile* profile_ = nullptr;
+    std::string tempDir_;  // ours to remove
+    std::string root_;
+    std::string spool_;
+    uint64_t spillThreshold_ = 0;
+    MessageLog log_;
+    std::mutex mutex_;
+    State state_;
+    Sandbox sandbox_;
+};
+
+// What a command handler sees: its unit, the instrument, and where its
+// answer goes. Parameter helpers queue the right SCPI error and return false.
+class CommandContext {
+public:
+    CommandContext(Instrument& inst, const ProgramUnit& unit, const HeaderMatch& match, Response& out,
+                   bool outputPending)
+        : instrument(inst), state(inst.stateLocked()), sandbox(inst.sandboxLocked()), unit(unit), match(match),
+          out(out), outputPending(outputPending) {}
+
+    Instrument& instrument;
+    Instrument::State& state;
+    Sandbox& sandbox;
+    const ProgramUnit& unit;
+    const HeaderMatch& match;
+    Response& out;
+    bool outputPending;
+
+    void error(int code, std::string text = {});
+    bool commandError() const { return commandError_; }
+    int suffix(size_t i) const { return i < match.suffixes.size() ? match.suffixes[i] : 1; }
+    size_t paramCount() const { return unit.params.size(); }
+
+    bool expectParams(size_t min, size_t max);
+    // Integer (rounded), also MINimum / MAXimum / DEFault.
+    bool integerParam(size_t i, int64_t& v, int64_t min, int64_t max, int64_t def);
+    bool stringParam(size_t i, std::string& s);
+    bool wordParam(size_t i, std::string& upperWord);
+    bool blockParam(size_t i, const BlockData*& block);
+
+private:
+    bool commandError_ = false;
+};
+
+// Quotes text as a SCPI string response ("...", inner quotes doubled).
+std::string quoted(std::string_view text);
+
+}  // namespace qv::sim

@@ -1,0 +1,30 @@
+// One profile per instrument family: what the simulated instrument says
+// about itself and what it offers (drives, measurement modes).
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qv::sim {
+
+struct Profile {
+    std::string tag;       // family tag, upper case ("TKD")
+    std::string kind;      // what the instrument is ("spectrum analyzer")
+    std::string identity;  // *IDN? answer
+    std::string options;   // *OPT? answer
+    // Drives as the instrument names them: "C:" style or "/hdd" style;
+    // empty when the instrument has no mass storage of its own.
+    std::vector<std::string> drives;
+    std::string startDirectory;      // initial MMEM:CDIR, e.g. "D:\" or "/hdd"
+    std::vector<std::string> modes;  // INST:SEL words; the first is the default
+    bool networkAnalyzer = false;
+};
+
+const std::vector<Profile>& allProfiles();
+// Case-insensitive lookup; nullptr when the tag is unknown.
+const Profile* findProfile(std::string_view tag);
+// "TKD, TKM, ..." for error messages and usage.
+std::string knownProfileTags();
+
+}  // namespace qv::sim

@@ -1,0 +1,471 @@
+#include "sandbox.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cctype>
+#include <cerrno>
+
+#include "message_splitter.h"
+#include "profiles.h"
+#include "scpi_errors.h"
+
+namespace qv::sim {
+
+namespace {
+
+constexpr size_t kMaxName = 1024;
+constexpr size_t kMaxPart = 255;
+constexpr size_t kMaxDepth = 32;
+
+class Fd {
+public:
+    explicit Fd(int fd = -1) : fd_(fd) {}
+    ~Fd() {
+        if (fd_ >= 0) ::close(fd_);
+    }
+    Fd(const Fd&) = delete;
+    Fd& operator=(const Fd&) = delete;
+    int get() const { return fd_; }
+    int release() {
+        int f = fd_;
+        fd_ = -1;
+        return f;
+    }
+
+private:
+    int fd_;
+};
+
+bool equalsIgnoreCase(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (std::toupper(static_cast<unsigned char>(a[i])) != std::toupper(static_cast<unsigned char>(b[i])))
+            return false;
+    return true;
+}
+
+std::vector<std::string> splitPath(std::string_view s) {
+    std::vector<std::string> out;
+    std::string cur;
+    for (char c : s) {
+        if (c == '/' || c == '\\') {
+            if (!cur.empty()) out.push_back(std::move(cur));
+            cur.clear();
+        } else {
+            cur += c;
+        }
+    }
+    if (!cur.empty()) out.push_back(std::move(cur));
+    return out;
+}
+
+bool validPart(const std::string& p) {
+    if (p.empty() || p.size() > kMaxPart) return false;
+    for (unsigned char c : p)
+        if (c < 0x20 || c == 0x7F || c == ':') return false;
+    return true;
+}
+
+int errnoToScpi(int e) {
+    switch (e) {
+    case ENOENT:
+    case ENOTDIR:
+        return err::kFileNameNotFound;
+    case ELOOP:
+    case EISDIR:
+    case EEXIST:
+    case ENAMETOOLONG:
+    case EINVAL:
+        return err::kFileNameError;
+    case ENOSPC:
+    case EDQUOT:
+        return err::kMediaFull;
+    default:
+        return err::kMassStorage;
+    }
+}
+
+std::atomic<unsigned> tempCounter{0};
+
+std::string tempName() {
+    return ".qv-" + std::to_string(::getpid()) + "-" + std::to_string(tempCounter.fetch_add(1));
+}
+
+bool writeAll(int fd, const char* p, size_t n) {
+    while (n > 0) {
+        ssize_t w = ::write(fd, p, n);
+        if (w < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        p += w;
+        n -= size_t(w);
+    }
+    return true;
+}
+
+}  // namespace
+
+Sandbox::~Sandbox() {
+    if (rootFd_ >= 0) ::close(rootFd_);
+}
+
+bool Sandbox::open(const std::string& root, const Profile& profile, std::string& error) {
+    rootFd_ = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (rootFd_ < 0) {
+        error = "cannot open instrument root " + root;
+        return false;
+    }
+    root_ = root;
+    drives_.clear();
+    for (const auto& d : profile.drives) {
+        Drive drive;
+        drive.name = d;
+        if (!d.empty() && d.back() == ':') {
+            drive.letter = true;
+            drive.host.push_back(d.substr(0, d.size() - 1));
+        } else {
+            drive.host = splitPath(d);
+        }
+        drives_.push_back(std::move(drive));
+    }
+    letterDrives_ = !drives_.empty() && drives_.front().letter;
+    if (drives_.empty()) drives_.push_back(Drive{});
+    // Create the drive folders.
+    for (const auto& d : drives_) {
+        int dir = ::dup(rootFd_);
+        for (const auto& part : d.host) {
+            ::mkdirat(dir, part.c_str(), 0755);
+            int next = ::openat(dir, part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            ::close(dir);
+            dir = next;
+            if (dir < 0) {
+                error = "cannot create drive folder " + d.name + " under " + root;
+                return false;
+            }
+        }
+        ::close(dir);
+    }
+    start_ = Location{};
+    if (!profile.startDirectory.empty()) {
+        if (resolve(profile.startDirectory, start_) != 0) {
+            error = "bad start folder " + profile.startDirectory;
+            return false;
+        }
+        int dir = -1;
+        if (openFolder(start_, 0, dir) != 0) {
+            error = "cannot open start drive";
+            return false;
+        }
+        for (const auto& part : start_.parts) {
+            ::mkdirat(dir, part.c_str(), 0755);
+            int next = ::openat(dir, part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            ::close(dir);
+            dir = next;
+            if (dir < 0) {
+                error = "cannot create start folder " + profile.startDirectory;
+                return false;
+            }
+        }
+        ::close(dir);
+    }
+    cwd_ = start_;
+    return true;
+}
+
+int Sandbox::resolve(std::string_view name, Location& out) const {
+    if (name.size() > kMaxName) return err::kFileNameError;
+    for (char c : name)
+        if (c == '\0') return err::kFileNameError;
+    Location loc = cwd_;
+    std::vector<std::string> parts;
+    bool leadingSeparator = !name.empty() && (name[0] == '/' || name[0] == '\\');
+    if (letterDrives_) {
+        size_t colon = name.find(':');
+        size_t sep = name.find_first_of("/\\");
+        if (colon != std::string_view::npos && (sep == std::string_view::npos || colon < sep)) {
+            std::string_view spec = name.substr(0, colon + 1);
+            size_t found = SIZE_MAX;
+            for (size_t i = 0; i < drives_.size(); ++i)
+                if (equalsIgnoreCase(drives_[i].name, spec)) found = i;
+            if (found == SIZE_MAX) return err::kFileNameError;
+            loc = Location{found, {}};
+            parts = splitPath(name.substr(colon + 1));
+        } else {
+            // "\x" is the root of the current drive.
+            if (leadingSeparator) loc = Location{cwd_.drive, {}};
+            parts = splitPath(name);
+        }
+    } else {
+        parts = splitPath(name);
+        if (leadingSeparator) {
+            // The drive whose folders are the longest prefix of the path;
+            // without drives the root itself.
+            size_t best = SIZE_MAX, bestLen = 0;
+            for (size_t i = 0; i < drives_.size(); ++i) {
+                const auto& h = drives_[i].host;
+                if (h.size() > parts.size()) continue;
+                bool prefix = true;
+                for (size_t k = 0; k < h.size() && prefix; ++k) prefix = (h[k] == parts[k]);
+                if (prefix && (best == SIZE_MAX || h.size() > bestLen)) {
+                    best = i;
+                    bestLen = h.size();
+                }
+            }
+            if (best == SIZE_MAX) return err::kFileNameError;
+            loc = Location{best, {}};
+            parts.erase(parts.begin(), parts.begin() + long(bestLen));
+        }
+    }
+    for (const auto& p : parts) {
+        if (p == ".") continue;
+        if (p == "..") {
+            if (loc.parts.empty()) return err::kFileNameError;
+            loc.parts.pop_back();
+            continue;
+        }
+        if (!validPart(p) || loc.parts.size() >= kMaxDepth) return err::kFileNameError;
+        loc.parts.push_back(p);
+    }
+    out = std::move(loc);
+    return 0;
+}
+
+int Sandbox::openFolder(const Location& loc, size_t depth, int& fd) const {
+    fd = -1;
+    if (rootFd_ < 0 || loc.drive >= drives_.size()) return err::kMassStorage;
+    int dir = ::dup(rootFd_);
+    if (dir < 0) return err::kMassStorage;
+    auto step = [&](const std::string& part) {
+        int next = ::openat(dir, part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        int e = errno;
+        ::close(dir);
+        dir = next;
+        return next >= 0 ? 0 : errnoToScpi(e == ELOOP ? ENOENT : e);
+    };
+    for (const auto& part : drives_[loc.drive].host)
+        if (int e = step(part)) return e;
+    for (size_t i = 0; i < depth && i < loc.parts.size(); ++i)
+        if (int e = step(loc.parts[i])) return e;
+    fd = dir;
+    return 0;
+}
+
+int Sandbox::openParent(std::string_view name, int& dirFd, std::string& leaf) const {
+    Location loc;
+    if (int e = resolve(name, loc)) return e;
+    if (loc.parts.empty()) return err::kFileNameError;  // a drive or root, not a file
+    leaf = loc.parts.back();
+    return openFolder(loc, loc.parts.size() - 1, dirFd);
+}
+
+int Sandbox::readFile(std::string_view name, std::shared_ptr<const OpenFile>& file, uint64_t& size) const {
+    int dirFd = -1;
+    std::string leaf;
+    if (int e = openParent(name, dirFd, leaf)) return e == err::kFileNameError ? e : err::kFileNameNotFound;
+    Fd dir(dirFd);
+    int fd = ::openat(dir.get(), leaf.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) return errno == ELOOP ? err::kFileNameError : err::kFileNameNotFound;
+    Fd f(fd);
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) return err::kFileNameNotFound;
+    size = uint64_t(st.st_size);
+    file = std::make_shared<const OpenFile>(f.release());
+    return 0;
+}
+
+int Sandbox::writeFile(std::string_view name, std::string_view data) {
+    int dirFd = -1;
+    std::string leaf;
+    if (int e = openParent(name, dirFd, leaf)) return e;
+    Fd dir(dirFd);
+    // Written beside the target and renamed over it: readers that already
+    // hold the old file keep seeing it whole.
+    std::string tmp = tempName();
+    int fd = ::openat(dir.get(), tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (fd < 0) return errnoToScpi(errno);
+    bool ok = writeAll(fd, data.data(), data.size());
+    int e = errno;
+    ::close(fd);
+    if (!ok) {
+        ::unlinkat(dir.get(), tmp.c_str(), 0);
+        return errnoToScpi(e);
+    }
+    if (::renameat(dir.get(), tmp.c_str(), dir.get(), leaf.c_str()) != 0) {
+        e = errno;
+        ::unlinkat(dir.get(), tmp.c_str(), 0);
+        return errnoToScpi(e);
+    }
+    return 0;
+}
+
+int Sandbox::moveFileIn(std::string_view name, SpillFile& spill) {
+    int dirFd = -1;
+    std::string leaf;
+    if (int e = openParent(name, dirFd, leaf)) return e;
+    Fd dir(dirFd);
+    spill.closeFd();
+    ::chmod(spill.path().c_str(), 0644);
+    if (::renameat(AT_FDCWD, spill.path().c_str(), dir.get(), leaf.c_str()) == 0) {
+        spill.release();
+        return 0;
+    }
+    if (errno != EXDEV) return errnoToScpi(errno);
+    // Another file system: copy through a small buffer.
+    Fd in(::open(spill.path().c_str(), O_RDONLY | O_CLOEXEC));
+    if (in.get() < 0) return err::kMassStorage;
+    std::string tmp = tempName();
+    int out = ::openat(dir.get(), tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (out < 0) return errnoToScpi(errno);
+    std::vector<char> buf(size_t(1) << 20);
+    bool ok = true;
+    int e = 0;
+    for (;;) {
+        ssize_t r = ::read(in.get(), buf.data(), buf.size());
+        if (r < 0 && errno == EINTR) continue;
+        if (r <= 0) {
+            ok = r == 0;
+            e = errno;
+            break;
+        }
+        if (!writeAll(out, buf.data(), size_t(r))) {
+            ok = false;
+            e = errno;
+            break;
+        }
+    }
+    ::close(out);
+    if (ok && ::renameat(dir.get(), tmp.c_str(), dir.get(), leaf.c_str()) == 0) return 0;
+    if (ok) e = errno;
+    ::unlinkat(dir.get(), tmp.c_str(), 0);
+    return errnoToScpi(e);
+}
+
+int Sandbox::deleteFile(std::string_view name) {
+    int dirFd = -1;
+    std::string leaf;
+    if (int e = openParent(name, dirFd, leaf)) return e;
+    Fd dir(dirFd);
+    struct stat st {};
+    if (::fstatat(dir.get(), leaf.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) return err::kFileNameNotFound;
+    if (S_ISDIR(st.st_mode)) return err::kFileNameError;
+    if (::unlinkat(dir.get(), leaf.c_str(), 0) != 0) return errnoToScpi(errno);
+    return 0;
+}
+
+int Sandbox::makeDirectory(std::string_view name) {
+    int dirFd = -1;
+    std::string leaf;
+    if (int e = openParent(name, dirFd, leaf)) return e;
+    Fd dir(dirFd);
+    if (::mkdirat(dir.get(), leaf.c_str(), 0755) != 0) return errnoToScpi(errno);
+    return 0;
+}
+
+int Sandbox::removeDirectory(std::string_view name) {
+    Location loc;
+    if (int e = resolve(name, loc)) return e;
+    if (loc.parts.empty()) return err::kFileNameError;
+    // The current folder and its ancestors stay.
+    if (loc.drive == cwd_.drive && loc.parts.size() <= cwd_.parts.size() &&
+        std::equal(loc.parts.begin(), loc.parts.end(), cwd_.parts.begin()))
+        return err::kFileNameError;
+    int dirFd = -1;
+    if (int e = openFolder(loc, loc.parts.size() - 1, dirFd)) return e;
+    Fd dir(dirFd);
+    struct stat st {};
+    if (::fstatat(dir.get(), loc.parts.back().c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) return err::kFileNameNotFound;
+    if (!S_ISDIR(st.st_mode)) return err::kFileNameError;
+    if (::unlinkat(dir.get(), loc.parts.back().c_str(), AT_REMOVEDIR) != 0)
+        return errno == ENOTEMPTY ? err::kMassStorage : errnoToScpi(errno);
+    return 0;
+}
+
+int Sandbox::changeDirectory(std::string_view name) {
+    Location loc;
+    if (int e = resolve(name, loc)) return e;
+    int fd = -1;
+    if (int e = openFolder(loc, loc.parts.size(), fd)) return e;
+    ::close(fd);
+    cwd_ = std::move(loc);
+    return 0;
+}
+
+int Sandbox::selectDrive(std::string_view drive) {
+    for (size_t i = 0; i < drives_.size(); ++i) {
+        std::string_view n = drives_[i].name;
+        // "D:" also matches "D:\" as some clients send it.
+        std::string_view d = drive;
+        while (d.size() > n.size() && (d.back() == '\\' || d.back() == '/')) d.remove_suffix(1);
+        if (!n.empty() && equalsIgnoreCase(n, d)) {
+            cwd_ = Location{i, {}};
+            return 0;
+        }
+    }
+    return err::kFileNameError;
+}
+
+int Sandbox::list(std::string_view name, std::vector<CatalogEntry>& entries, uint64_t& freeBytes) const {
+    Location loc = cwd_;
+    if (!name.empty())
+        if (int e = resolve(name, loc)) return e;
+    int fd = -1;
+    if (int e = openFolder(loc, loc.parts.size(), fd)) return e;
+    DIR* d = ::fdopendir(fd);
+    if (!d) {
+        ::close(fd);
+        return err::kMassStorage;
+    }
+    entries.clear();
+    while (dirent* e = ::readdir(d)) {
+        std::string n = e->d_name;
+        if (n == "." || n == ".." || n.rfind(".qv-", 0) == 0) continue;
+        struct stat st {};
+        if (::fstatat(::dirfd(d), e->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
+        if (S_ISDIR(st.st_mode))
+            entries.push_back({n, true, 0});
+        else if (S_ISREG(st.st_mode))
+            entries.push_back({n, false, uint64_t(st.st_size)});
+        if (entries.size() >= 100000) break;
+    }
+    struct statvfs vfs {};
+    freeBytes = ::fstatvfs(::dirfd(d), &vfs) == 0 ? uint64_t(vfs.f_bavail) * vfs.f_frsize : 0;
+    ::closedir(d);
+    return 0;
+}
+
+int Sandbox::hostPath(std::string_view name, std::string& path) const {
+    Location loc;
+    if (int e = resolve(name, loc)) return e;
+    path = root_;
+    for (const auto& h : drives_[loc.drive].host) path += "/" + h;
+    for (const auto& p : loc.parts) path += "/" + p;
+    return 0;
+}
+
+std::string Sandbox::display(const Location& loc) const {
+    const Drive& d = drives_[loc.drive];
+    std::string s;
+    if (d.letter || d.name.empty()) {
+        s = d.name + "\\";
+        for (size_t i = 0; i < loc.parts.size(); ++i) s += (i ? "\\" : "") + loc.parts[i];
+    } else {
+        s = d.name == "/" ? "" : d.name;
+        for (const auto& p : loc.parts) s += "/" + p;
+        if (s.empty()) s = "/";
+    }
+    return s;
+}
+
+std::string Sandbox::currentDirectory() const { return display(cwd_); }
+
+std::string Sandbox::currentDrive() const { return drives_.empty() ? std::string() : drives_[cwd_.drive].name; }
+
+void Sandbox::reset() { cwd_ = start_; }
+
+}  // namespace qv::sim

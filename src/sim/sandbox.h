@@ -1,0 +1,85 @@
+// The instrument's own file system: every name a client sends is resolved
+// inside one root folder. Drives ("C:", "/hdd") map to sub-folders of the
+// root, '\' and '/' both separate, ".." never climbs above a drive, and
+// every folder is opened one component at a time without following
+// symbolic links, so nothing can reach outside the root.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "response.h"
+
+namespace qv::sim {
+
+struct Profile;
+class SpillFile;
+
+struct CatalogEntry {
+    std::string name;
+    bool directory = false;
+    uint64_t size = 0;
+};
+
+class Sandbox {
+public:
+    Sandbox() = default;
+    ~Sandbox();
+    Sandbox(const Sandbox&) = delete;
+    Sandbox& operator=(const Sandbox&) = delete;
+
+    // Opens the root (which must exist), creates the drive folders and the
+    // start folder of the profile.
+    bool open(const std::string& root, const Profile& profile, std::string& error);
+
+    // Every operation returns 0 or a SCPI error code (-256, -257, -250, ...).
+    int readFile(std::string_view name, std::shared_ptr<const OpenFile>& file, uint64_t& size) const;
+    int writeFile(std::string_view name, std::string_view data);
+    // Moves a spooled upload to its place (renamed when possible, else copied).
+    int moveFileIn(std::string_view name, SpillFile& spill);
+    int deleteFile(std::string_view name);
+    int makeDirectory(std::string_view name);
+    int removeDirectory(std::string_view name);
+    int changeDirectory(std::string_view name);
+    // MMEM:MSIS: a drive name ("D:" or "/hdd"); the current folder moves to its root.
+    int selectDrive(std::string_view drive);
+    // Lists a folder (the current one when name is empty).
+    int list(std::string_view name, std::vector<CatalogEntry>& entries, uint64_t& freeBytes) const;
+    // The host path a name resolves to (tests, diagnostics).
+    int hostPath(std::string_view name, std::string& path) const;
+
+    std::string currentDirectory() const;
+    std::string currentDrive() const;
+    void reset();  // back to the start folder
+
+private:
+    struct Drive {
+        std::string name;               // "C:", "/hdd", "/", or "" (no drives)
+        std::vector<std::string> host;  // folders under the root
+        bool letter = false;            // "X:" style
+    };
+    struct Location {
+        size_t drive = 0;
+        std::vector<std::string> parts;
+    };
+    int resolve(std::string_view name, Location& out) const;
+    // Opens the folder of loc's drive plus its first `depth` parts.
+    int openFolder(const Location& loc, size_t depth, int& fd) const;
+    int openParent(std::string_view name, int& dirFd, std::string& leaf) const;
+    std::string display(const Location& loc) const;
+
+    int rootFd_ = -1;
+    std::string root_;
+    std::vector<Drive> drives_;
+    bool letterDrives_ = false;
+    Location start_;
+    Location cwd_;
+};
+
+// Catalogue answer of MMEM:CAT?: "<used>,<free>,"name,,size","sub,DIR,0",...".
+std::string formatCatalog(std::vector<CatalogEntry> entries, uint64_t freeBytes);
+
+}  // namespace qv::sim

@@ -1,0 +1,80 @@
+// An instrument with one session, driven in-process: what a test sends and
+// what the instrument answers, without a transport in between.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sim/instrument.h"
+#include "sim/session.h"
+#include "test_support.h"
+
+namespace qvsimtest {
+
+class Harness {
+public:
+    explicit Harness(const std::string& profile = "TKD", qv::sim::InstrumentOptions options = {},
+                     qv::sim::Session::Mode mode = qv::sim::Session::Mode::Immediate) {
+        options.profile = profile;
+        std::string error;
+        inst = qv::sim::Instrument::create(options, error);
+        EXPECT_TRUE(inst) << error;
+        if (!inst) return;
+        session = std::make_unique<qv::sim::Session>(*inst, mode, [this](qv::sim::ResponseMessage& r) {
+            answers.push_back(r.data.toString());
+            last = std::move(r);
+            return true;
+        });
+    }
+
+    // Feeds bytes and returns everything answered meanwhile, concatenated.
+    std::string send(const std::string& bytes, bool end = false) {
+        answers.clear();
+        if (session)
+            session->feed(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), end);
+        std::string all;
+        for (const auto& a : answers) all += a;
+        return all;
+    }
+    // Feeds bytes one at a time.
+    std::string sendByteByByte(const std::string& bytes) {
+        answers.clear();
+        for (char c : bytes) {
+            auto b = static_cast<uint8_t>(c);
+            session->feed(&b, 1);
+        }
+        std::string all;
+        for (const auto& a : answers) all += a;
+        return all;
+    }
+    // Next entry of the error queue, as SYST:ERR? answers it (no LF).
+    std::string nextError() {
+        std::string a = send(":SYST:ERR?\n");
+        if (!a.empty() && a.back() == '\n') a.pop_back();
+        return a;
+    }
+    // Error codes in the queue, left in place (sends nothing).
+    std::vector<int> errorCodes() {
+        std::vector<int> codes;
+        for (const auto& e : inst->errorQueue()) codes.push_back(e.code);
+        return codes;
+    }
+    // Error codes in the queue, emptying it with *CLS.
+    std::vector<int> drainErrors() {
+        std::vector<int> codes;
+        for (const auto& e : inst->errorQueue()) codes.push_back(e.code);
+        send("*CLS\n");
+        return codes;
+    }
+
+    std::unique_ptr<qv::sim::Instrument> inst;
+    std::unique_ptr<qv::sim::Session> session;
+    std::vector<std::string> answers;
+    qv::sim::ResponseMessage last;
+};
+
+}  // namespace qvsimtest
