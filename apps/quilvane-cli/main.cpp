@@ -1,7 +1,9 @@
-// quilvane-cli: one VISA exchange from the command line, for users who want
-// to see what an instrument answers and for scripts.
+// quilvane-cli: one exchange with an instrument from the command line, for
+// users who want to see what an instrument answers and for scripts. Every
+// command goes through VIF, as the program's windows do, so --log shows the
+// same I/O log a user would get from the program.
+#include "instrument_io/vif.h"
 #include "instrument_io/visa/status_text.h"
-#include "instrument_io/visa/visa.h"
 #include "instrument_io/visa/visa_log.h"
 
 #include <sys/stat.h>
@@ -12,24 +14,36 @@
 #include <string>
 #include <vector>
 
+using qv::io::VIF;
+
 namespace {
 
 struct Options {
     uint32_t timeoutMs = 5000;
+    bool timeoutGiven = false;
+    std::string logFile;
+    int logLevel = 2;
     std::vector<std::string> args;  // command word first
 };
 
 const char* const kUsage =
-    "usage: quilvane-cli [--timeout MS] COMMAND ...\n"
+    "usage: quilvane-cli [--timeout MS] [--log FILE [--log-level N]] COMMAND ...\n"
     "  query RES CMD          send CMD and print the answer\n"
     "  write RES CMD          send CMD\n"
     "  stb RES                print the status byte\n"
     "  clear RES              clear the device\n"
+    "  poll RES               read the error queue until it is empty\n"
     "  fetch RES CMD FILE     send CMD and store its block answer in FILE\n"
     "  send RES PREFIX FILE   send PREFIX followed by FILE as a block\n"
-    "RES is a VISA resource, e.g. TCPIP::192.168.1.20::INSTR or TCPIP::host::5025::SOCKET.\n";
+    "  floats RES CMD         send CMD and print its block of 32-bit floats, one a line\n"
+    "RES is a VISA resource, e.g. TCPIP::192.168.1.20::INSTR or TCPIP::host::5025::SOCKET.\n"
+    "--log writes every VISA call to FILE: level 1 failures, 2 calls (default), 3 calls with all data.\n";
 
 int fail(const char* what, ViStatus s) {
+    if (s >= 0) {
+        std::fprintf(stderr, "error: %s failed\n", what);
+        return 1;
+    }
     std::fprintf(stderr, "error: %s: %s (0x%s): %s\n", what, qv::visa::statusName(s).c_str(),
                  qv::visa::statusHex(s).c_str(), qv::visa::statusText(s).c_str());
     std::string why = qv::visa::lastMessage();
@@ -37,166 +51,103 @@ int fail(const char* what, ViStatus s) {
     return 1;
 }
 
-// A session for one command; closed on every path.
-class Session {
-public:
-    ~Session() {
-        if (vi_) viClose(vi_);
-        if (rm_) viClose(rm_);
-    }
-    ViStatus open(const std::string& res, uint32_t timeoutMs) {
-        ViStatus s = viOpenDefaultRM(&rm_);
-        if (s < 0) return s;
-        s = viOpen(rm_, res.c_str(), VI_NULL, timeoutMs, &vi_);
-        if (s < 0) return s;
-        return viSetAttribute(vi_, VI_ATTR_TMO_VALUE, timeoutMs);
-    }
-    ViSession vi() const { return vi_; }
+int fail(const char* what, const VIF& v) { return fail(what, v.LastVisaStatus()); }
 
-private:
-    ViSession rm_ = 0, vi_ = 0;
-};
-
-ViStatus writeLine(ViSession vi, const std::string& cmd) {
-    std::string line = cmd + "\n";
-    ViUInt32 n = 0;
-    return viWrite(vi, reinterpret_cast<ViConstBuf>(line.data()), ViUInt32(line.size()), &n);
+// Opens the way the program's windows do, without draining the error queue:
+// the user may want to read it.
+bool open(VIF& v, const Options& o) {
+    if (!o.logFile.empty()) v.ConfigDebugMode(o.logLevel, true, o.logFile, 256);
+    v.TimeOut(int32_t(o.timeoutMs));
+    return v.OpenDevice(o.args[1], false, false, o.timeoutMs, true);
 }
 
-// Reads one whole answer, however long.
-ViStatus readAnswer(ViSession vi, std::string& out) {
-    std::vector<unsigned char> buf(65536);
-    for (;;) {
-        ViUInt32 n = 0;
-        ViStatus s = viRead(vi, buf.data(), ViUInt32(buf.size()), &n);
-        out.append(reinterpret_cast<char*>(buf.data()), n);
-        if (s != VI_SUCCESS_MAX_CNT) return s;
-    }
-}
-
-int cmdQuery(const Options& o) {
-    Session ses;
-    ViStatus s = ses.open(o.args[1], o.timeoutMs);
-    if (s < 0) return fail("open", s);
-    if ((s = writeLine(ses.vi(), o.args[2])) < 0) return fail("write", s);
+int cmdQuery(VIF& v, const Options& o) {
     std::string answer;
-    if ((s = readAnswer(ses.vi(), answer)) < 0) return fail("read", s);
-    while (!answer.empty() && (answer.back() == '\n' || answer.back() == '\r')) answer.pop_back();
-    std::fwrite(answer.data(), 1, answer.size(), stdout);
-    std::fputc('\n', stdout);
+    if (!v.ReadString(o.args[2], answer, 1 << 20, false)) return fail("query", v);
+    std::printf("%s\n", answer.c_str());
     return 0;
 }
 
-int cmdWrite(const Options& o) {
-    Session ses;
-    ViStatus s = ses.open(o.args[1], o.timeoutMs);
-    if (s < 0) return fail("open", s);
-    if ((s = writeLine(ses.vi(), o.args[2])) < 0) return fail("write", s);
-    return 0;
+int cmdWrite(VIF& v, const Options& o) {
+    v.WriteString(o.args[2], 0);
+    return v.LastVisaStatus() < 0 ? fail("write", v) : 0;
 }
 
-int cmdStb(const Options& o) {
-    Session ses;
-    ViStatus s = ses.open(o.args[1], o.timeoutMs);
-    if (s < 0) return fail("open", s);
+int cmdStb(VIF& v, const Options&) {
     ViUInt16 stb = 0;
-    if ((s = viReadSTB(ses.vi(), &stb)) < 0) return fail("read status byte", s);
+    ViStatus s = viReadSTB(v.GetHandle(), &stb);
+    if (s < 0) return fail("read status byte", s);
     std::printf("%u\n", unsigned(stb));
     return 0;
 }
 
-int cmdClear(const Options& o) {
-    Session ses;
-    ViStatus s = ses.open(o.args[1], o.timeoutMs);
-    if (s < 0) return fail("open", s);
-    if ((s = viClear(ses.vi())) < 0) return fail("clear", s);
+int cmdClear(VIF& v, const Options&) {
+    v.ClearDevice();
+    return v.LastVisaStatus() < 0 ? fail("clear", v) : 0;
+}
+
+int cmdPoll(VIF& v, const Options&) {
+    std::string errors;
+    bool found = v.PollErrors(errors, "SYST:ERR?", false);
+    if (found && errors.empty()) return fail("poll", v);
+    std::printf("%s\n", errors.empty() ? "0,\"No error\"" : errors.c_str());
     return 0;
 }
 
-int cmdFetch(const Options& o) {
-    Session ses;
-    ViStatus s = ses.open(o.args[1], o.timeoutMs);
-    if (s < 0) return fail("open", s);
-    if ((s = writeLine(ses.vi(), o.args[2])) < 0) return fail("write", s);
-    unsigned char head[12] = {};
-    ViUInt32 n = 0;
-    if ((s = viRead(ses.vi(), head, 2, &n)) < 0) return fail("read block header", s);
-    if (n < 2 || head[0] != '#' || head[1] < '0' || head[1] > '9') {
-        std::fprintf(stderr, "error: the answer is not a block (it starts with \"%.*s\")\n", int(n), head);
-        return 1;
-    }
-    const std::string& file = o.args[3];
-    unsigned digits = head[1] - '0';
-    ViUInt32 length = 0xFFFFFFFFu;  // "#0": to the end of the message
-    if (digits > 0) {
-        if ((s = viRead(ses.vi(), head + 2, digits, &n)) < 0) return fail("read block length", s);
-        if (n != digits) {
-            std::fprintf(stderr, "error: block length field cut short\n");
-            return 1;
-        }
-        unsigned long long len = 0;
-        for (unsigned i = 0; i < digits; ++i) {
-            if (head[2 + i] < '0' || head[2 + i] > '9') {
-                std::fprintf(stderr, "error: block length \"%.*s\" is not a number\n", int(digits), head + 2);
-                return 1;
-            }
-            len = len * 10 + (head[2 + i] - '0');
-        }
-        if (len > 0xFFFFFFFFull) {
-            std::fprintf(stderr, "error: block of %llu bytes is larger than one transfer can carry\n", len);
-            return 1;
-        }
-        length = ViUInt32(len);
-    }
-    ViUInt32 got = 0;
-    s = length ? viReadToFile(ses.vi(), file.c_str(), length, &got) : VI_SUCCESS;
-    if (!length) std::fclose(std::fopen(file.c_str(), "wb"));
-    if (s < 0) {
-        std::fprintf(stderr, "%s holds only %u of %u bytes\n", file.c_str(), got, length);
-        return fail("read block data", s);
-    }
-    std::printf("%u bytes written to %s\n", got, file.c_str());
-    return 0;
-}
-
-int cmdSend(const Options& o) {
-    const std::string& file = o.args[3];
+long fileSize(const std::string& path) {
     struct stat st {};
-    if (stat(file.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
-        std::fprintf(stderr, "error: %s: no such file\n", file.c_str());
+    return stat(path.c_str(), &st) == 0 ? long(st.st_size) : -1;
+}
+
+int cmdFetch(VIF& v, const Options& o) {
+    const std::string& file = o.args[3];
+    // Without --timeout the wait follows the block's size, as the program's does.
+    if (!v.ReadFileFromInstrument(o.args[2], file, o.timeoutGiven ? long(o.timeoutMs) : -1))
+        return fail("fetch", v);
+    std::printf("%ld bytes written to %s\n", fileSize(file), file.c_str());
+    return 0;
+}
+
+int cmdSend(VIF& v, const Options& o) {
+    std::string message;
+    v.VIFVIFError = [&](const std::string& m, const std::string&) { message = m; };
+    if (!v.WriteFileToInstrument(o.args[2], o.args[3], "")) {
+        std::fprintf(stderr, "error: %s\n", message.empty() ? "send failed" : message.c_str());
         return 1;
     }
-    if (st.st_size > 0xFFFFFFFFll) {
-        std::fprintf(stderr, "error: %s is larger than one transfer can carry\n", file.c_str());
-        return 1;
+    if (v.LastVisaStatus() < 0) return fail("send", v);
+    std::printf("%ld bytes sent\n", fileSize(o.args[3]));
+    return 0;
+}
+
+int cmdFloats(VIF& v, const Options& o) {
+    std::string message;
+    v.VIFVIFError = [&](const std::string& m, const std::string&) { message = m; };
+    std::vector<float> values;
+    if (!v.ReadFloatArray(o.args[2], values, "")) {
+        if (!message.empty()) std::fprintf(stderr, "error: %s\n", message.c_str());
+        return message.empty() ? fail("floats", v) : 1;
     }
-    Session ses;
-    ViStatus s = ses.open(o.args[1], o.timeoutMs);
-    if (s < 0) return fail("open", s);
-    // Prefix, header, data and terminator form one message: END only at the end.
-    std::string size = std::to_string(st.st_size);
-    std::string head = o.args[2] + "#" + std::to_string(size.size()) + size;
-    ViUInt32 n = 0;
-    viSetAttribute(ses.vi(), VI_ATTR_SEND_END_EN, VI_FALSE);
-    s = viWrite(ses.vi(), reinterpret_cast<ViConstBuf>(head.data()), ViUInt32(head.size()), &n);
-    if (s >= 0 && st.st_size > 0) s = viWriteFromFile(ses.vi(), file.c_str(), ViUInt32(st.st_size), &n);
-    viSetAttribute(ses.vi(), VI_ATTR_SEND_END_EN, VI_TRUE);
-    if (s >= 0) s = viWrite(ses.vi(), reinterpret_cast<ViConstBuf>("\n"), 1, &n);
-    if (s < 0) return fail("write", s);
-    std::printf("%lld bytes sent\n", static_cast<long long>(st.st_size));
+    for (float f : values) std::printf("%.9g\n", double(f));
     return 0;
 }
 
 struct Command {
     const char* name;
     size_t args;  // after the command word
-    int (*run)(const Options&);
+    int (*run)(VIF&, const Options&);
 };
 
 const Command kCommands[] = {
-    {"query", 2, cmdQuery}, {"write", 2, cmdWrite}, {"stb", 1, cmdStb},
-    {"clear", 1, cmdClear}, {"fetch", 3, cmdFetch}, {"send", 3, cmdSend},
+    {"query", 2, cmdQuery}, {"write", 2, cmdWrite}, {"stb", 1, cmdStb},   {"clear", 1, cmdClear},
+    {"poll", 1, cmdPoll},   {"fetch", 3, cmdFetch}, {"send", 3, cmdSend}, {"floats", 2, cmdFloats},
 };
+
+bool number(const char* text, unsigned long max, unsigned long& out) {
+    char* end = nullptr;
+    out = std::strtoul(text, &end, 10);
+    return end && *end == '\0' && end != text && out <= max;
+}
 
 }  // namespace
 
@@ -204,14 +155,22 @@ int main(int argc, char** argv) {
     Options o;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
+        unsigned long v = 0;
         if (a == "--timeout" && i + 1 < argc) {
-            char* end = nullptr;
-            unsigned long v = std::strtoul(argv[++i], &end, 10);
-            if (!end || *end || v == 0 || v > 0xFFFFFFFFul) {
+            if (!number(argv[++i], 0xFFFFFFFFul, v) || v == 0) {
                 std::fprintf(stderr, "error: --timeout takes milliseconds\n%s", kUsage);
                 return 2;
             }
             o.timeoutMs = uint32_t(v);
+            o.timeoutGiven = true;
+        } else if (a == "--log" && i + 1 < argc) {
+            o.logFile = argv[++i];
+        } else if (a == "--log-level" && i + 1 < argc) {
+            if (!number(argv[++i], 3, v)) {
+                std::fprintf(stderr, "error: --log-level takes 0 to 3\n%s", kUsage);
+                return 2;
+            }
+            o.logLevel = int(v);
         } else if (a == "--help" || a == "-h") {
             std::fputs(kUsage, stdout);
             return 0;
@@ -229,7 +188,9 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "error: %s takes %zu arguments\n%s", c.name, c.args, kUsage);
             return 2;
         }
-        return c.run(o);
+        VIF vif;
+        if (!open(vif, o)) return fail("open", vif);
+        return c.run(vif, o);
     }
     std::fprintf(stderr, "error: unknown command \"%s\"\n%s", o.args[0].c_str(), kUsage);
     return 2;

@@ -59,6 +59,7 @@ std::string VIF::TrimAll(const std::string& text) {
 }
 
 ViStatus VIF::SetVISAAttribute(ViAttr attribute, uint32_t value) {
+    app::CallGuard guard("VIF", "VIF", "SetVISAAttribute");
     return VIFviSetAttribute(ViSession(Session), attribute, value);
 }
 
@@ -68,11 +69,13 @@ void VIF::TimeOut(int32_t value) {
 }
 
 void VIF::ConfigErrorProcessor(bool pollAfterCommand, bool errorIsFailure) {
+    app::CallGuard guard("VIF", "VIF", "ConfigErrorProcessor");
     PollAfterCommand = pollAfterCommand;
     ErrorIsFailure = errorIsFailure;
 }
 
 void VIF::ConfigDebugMode(int level, bool timeStamp, const std::string& filePath, int dumpLimit) {
+    app::CallGuard guard("VIF", "VIF", "ConfigDebugMode");
     DebugLevel = level;
     DebugTimeStamp = timeStamp;
     if (!filePath.empty()) DebugFile = filePath;
@@ -81,6 +84,7 @@ void VIF::ConfigDebugMode(int level, bool timeStamp, const std::string& filePath
 
 bool VIF::OpenDevice(const std::string& resource, bool pollErrors, bool reset, uint32_t openTimeout,
                      bool checkStatus) {
+    app::CallGuard guard("VIF", "VIF", "OpenDevice");
     Session = 0;
     if (!VISAFound_) return false;
     if (ResourceManager == -1) {
@@ -131,6 +135,7 @@ ViStatus VIF::readText(std::string& out, long count) {
 }
 
 bool VIF::ReadString(const std::string& command, std::string& answer, long bufferSize, bool report) {
+    app::CallGuard guard("VIF", "VIF", "ReadString");
     if (!VISAFound_ || Session < 1) return false;
     bool result = false;
     LastCommand_ = command;
@@ -159,6 +164,7 @@ bool VIF::ReadString(const std::string& command, std::string& answer, long buffe
 }
 
 bool VIF::ReadStringLong(const std::string& command, std::string& answer, long chunkSize) {
+    app::CallGuard guard("VIF", "VIF", "ReadStringLong");
     if (!VISAFound_ || Session < 1) return false;
     bool result = false;
     LastCommand_ = command;
@@ -187,6 +193,7 @@ bool VIF::ReadStringLong(const std::string& command, std::string& answer, long c
 }
 
 bool VIF::ReadFloat(const std::string& command, double& value) {
+    app::CallGuard guard("VIF", "VIF", "ReadFloat");
     std::string answer;
     if (!ReadString(command, answer, 100, true)) return false;
     value = app::LeadingNumber(answer);
@@ -194,6 +201,7 @@ bool VIF::ReadFloat(const std::string& command, double& value) {
 }
 
 bool VIF::WriteString(const std::string& command, int mode) {
+    app::CallGuard guard("VIF", "VIF", "WriteString");
     if (!VISAFound_ || Session < 0) return false;
     LastCommand_ = command;
     std::string text = command;
@@ -215,6 +223,7 @@ bool VIF::WriteString(const std::string& command, int mode) {
 }
 
 bool VIF::PollErrors(std::string& errors, const std::string& query, bool report) {
+    app::CallGuard guard("VIF", "VIF", "PollErrors");
     if (!VISAFound_) return false;
     errors.clear();
     bool result = false;
@@ -253,6 +262,7 @@ bool VIF::PollErrors(std::string& errors, const std::string& query, bool report)
 }
 
 void VIF::ClearDevice() {
+    app::CallGuard guard("VIF", "VIF", "ClearDevice");
     if (!VISAFound_ || Session <= 0) return;
     VIFviClear(ViSession(Session));
     pause(100);
@@ -260,10 +270,12 @@ void VIF::ClearDevice() {
 }
 
 void VIF::SetRENState(uint16_t mode) {
+    app::CallGuard guard("VIF", "VIF", "SetRENState");
     if (Session > 0) VIFviGpibControlREN(ViSession(Session), mode);
 }
 
 void VIF::PrepareSRQ() {
+    app::CallGuard guard("VIF", "VIF", "PrepareSRQ");
     if (Session <= 0) return;
     sendText("*CLS\n");
     sendText("*ESE 1\n");
@@ -271,6 +283,7 @@ void VIF::PrepareSRQ() {
 }
 
 void VIF::WaitSRQ() {
+    app::CallGuard guard("VIF", "VIF", "WaitSRQ");
     if (Session <= 0) return;
     ViUInt16 stb = 0;
     VIFviReadSTB(ViSession(Session), stb);

@@ -72,6 +72,9 @@ public:
     const std::string& LastError() const { return LastError_; }
     const std::string& LastErrorCommand() const { return LastErrorCommand_; }
     const std::string& LastCommand() const { return LastCommand_; }
+    // The last failing VISA status any call of this object met (0: none),
+    // for tools that tell the user what went wrong.
+    ViStatus LastVisaStatus() const { return LastVisaStatus_; }
     int32_t AssumedRate = 20000;
 
     // The log's texts, shared with the tests and the command-line tool.
@@ -126,6 +129,7 @@ private:
     int DebugDumpLimit = 0;
     uint32_t SavedAttr[4] = {0, 0, 0, 0};
     std::string TempFile;
+    ViStatus LastVisaStatus_ = VI_SUCCESS;
     // True while a block goes out in pieces (VI_ATTR_SEND_END_EN switched
     // off): the pieces are sent as they are, without the LF of a command.
     bool blockOpen_ = false;

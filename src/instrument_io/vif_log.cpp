@@ -69,6 +69,7 @@ void VIF::StoreDebugb(const uint8_t* buffer, long count, long length) {
 }
 
 void VIF::logResult(const std::string& resultLine, ViStatus status) {
+    if (status < 0) LastVisaStatus_ = status;
     if (DebugLevel > 1 && !resultLine.empty()) StoreDebug(resultLine);
     if (status < 0 && DebugLevel > 0) StoreDebug("!!>> 0x" + app::HexText(status) + ": " + DecodeVISAError(status));
 }

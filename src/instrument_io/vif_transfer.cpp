@@ -62,6 +62,7 @@ void VIF::dropTempFile() {
 }
 
 bool VIF::ReadFileFromInstrument(const std::string& command, const std::string& targetFile, long timeout) {
+    app::CallGuard guard("VIF", "VIF", "ReadFileFromInstrument");
     if (!VISAFound_ || Session < 1) return false;
     bool ok = false;
     VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 0, 0);
@@ -92,6 +93,7 @@ bool VIF::ReadFileFromInstrument(const std::string& command, const std::string& 
 }
 
 bool VIF::RdFilFrmInstr(const std::string& command, const std::string& targetFile, long timeout) {
+    app::CallGuard guard("VIF", "VIF", "RdFilFrmInstr");
     if (!VISAFound_ || Session < 1) return false;
     ViSession vi = ViSession(Session);
     std::string line = command + "\n";
@@ -121,6 +123,7 @@ bool VIF::RdFilFrmInstr(const std::string& command, const std::string& targetFil
 }
 
 bool VIF::ReadAnswerFromInstrument(const std::string& command, const std::string& targetFile, long byteCount) {
+    app::CallGuard guard("VIF", "VIF", "ReadAnswerFromInstrument");
     if (!VISAFound_ || Session < 1) return false;
     bool ok = false;
     VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 0, 0);
@@ -137,6 +140,7 @@ bool VIF::ReadAnswerFromInstrument(const std::string& command, const std::string
 
 bool VIF::ReadStreamFromInstrumentIntoFile(const std::string& command, const std::string& targetFile,
                                            long& byteCount, long /*flag*/) {
+    app::CallGuard guard("VIF", "VIF", "ReadStreamFromInstrumentIntoFile");
     if (!VISAFound_ || Session < 1) return false;
     bool ok = false;
     VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 0, 0);
@@ -169,6 +173,7 @@ bool VIF::readBlockHeader(uint64_t& length, bool silent) {
 }
 
 bool VIF::ReadFloatArray(const std::string& command, std::vector<float>& values, const std::string& conversion) {
+    app::CallGuard guard("VIF", "VIF", "ReadFloatArray");
     if (!VISAFound_ || Session < 1) return false;
     bool result = false;
     LastCommand_ = command;
@@ -213,6 +218,7 @@ bool VIF::IntReadFloatArray(std::vector<float>& values, const std::string& conve
 
 bool VIF::ReadIQArray(const std::string& command, std::vector<float>& iValues, std::vector<float>& qValues,
                       long stretch, long chunk, long sampleCount) {
+    app::CallGuard guard("VIF", "VIF", "ReadIQArray");
     if (!VISAFound_ || Session < 1) return false;
     bool result = false;
     LastCommand_ = command;
@@ -280,6 +286,7 @@ bool VIF::IntReadIQArray(std::vector<float>& iValues, std::vector<float>& qValue
 // LF may stand between header and data, or the instrument would see the
 // message end before its block.
 bool VIF::WriteFileToInstrument(const std::string& prefix, const std::string& sourceFile, const std::string& suffix) {
+    app::CallGuard guard("VIF", "VIF", "WriteFileToInstrument");
     if (Session <= 0) return false;
     std::string name = std::filesystem::path(sourceFile).filename().string();
     if (!detail::fileExists(sourceFile)) {
@@ -304,6 +311,7 @@ bool VIF::WriteFileToInstrument(const std::string& prefix, const std::string& so
 }
 
 bool VIF::WriteByteArrayHeader(const std::string& text) {
+    app::CallGuard guard("VIF", "VIF", "WriteByteArrayHeader");
     if (!VISAFound_ || Session < 1) return false;
     VIFAttrChange(VI_ATTR_SEND_END_EN, 0, 0);
     sendText(text);
@@ -311,6 +319,7 @@ bool VIF::WriteByteArrayHeader(const std::string& text) {
 }
 
 bool VIF::WriteByteArrayEnd(const std::string& text) {
+    app::CallGuard guard("VIF", "VIF", "WriteByteArrayEnd");
     if (!VISAFound_ || Session < 1) return false;
     VIFAttrChange(VI_ATTR_SEND_END_EN, 1, 0);
     sendText(text);
@@ -319,6 +328,7 @@ bool VIF::WriteByteArrayEnd(const std::string& text) {
 
 bool VIF::WriteByteArray(const std::string& header, const std::vector<uint8_t>& data, long chunk,
                          const std::string& trailer) {
+    app::CallGuard guard("VIF", "VIF", "WriteByteArray");
     WriteByteArrayHeader(header);
     WriteByteBlock(data, chunk);
     WriteByteArrayEnd(trailer);
@@ -326,6 +336,7 @@ bool VIF::WriteByteArray(const std::string& header, const std::vector<uint8_t>& 
 }
 
 bool VIF::WriteByteBlock(const std::vector<uint8_t>& data, long chunk) {
+    app::CallGuard guard("VIF", "VIF", "WriteByteBlock");
     if (!VISAFound_ || Session < 1) return false;
     if (chunk <= 0) return false;
     std::string file = newTempFile();

@@ -138,4 +138,6 @@ bool writeFile(const std::string& path, const std::string& data) {
     return bool(out);
 }
 
+bool fileExists(const std::string& path) { return std::filesystem::exists(path); }
+
 }  // namespace qvtest

@@ -64,5 +64,6 @@ int openDescriptorCount();
 // Reads a whole file; empty when it cannot be read.
 std::string readFile(const std::string& path);
 bool writeFile(const std::string& path, const std::string& data);
+bool fileExists(const std::string& path);
 
 }  // namespace qvtest

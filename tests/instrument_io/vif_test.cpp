@@ -1,0 +1,392 @@
+// VIF against the simulated instrument, over both transports: the exact
+// bytes that reach the instrument (its log is the proof), error polling,
+// block transfers and their failure paths, and the I/O log.
+#include "instrument_io/vif.h"
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <stdlib.h>
+
+#include <chrono>
+#include <cmath>
+#include <random>
+
+using namespace qvtest;
+using qv::io::VIF;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+enum class Transport { Socket, Vxi11 };
+
+class Env {
+public:
+    static Env& get() {
+        static Env env;
+        return env;
+    }
+    SimProcess sim;
+    TempDir root, temp;
+    std::string log, error;
+
+private:
+    Env() {
+        log = root.file("wire.log");
+        sim.start({"--profile", "TKD", "--socket-port", "0", "--vxi11", "--portmapper-port", "0", "--root", root.path(),
+                   "--log", log},
+                  &error);
+        if (sim.running()) setenv("QUILVANE_PORTMAPPER_PORT", std::to_string(sim.portmapperPort()).c_str(), 1);
+        // The transfers' temporary files go here, where the tests count them.
+        setenv("TMPDIR", temp.path().c_str(), 1);
+    }
+};
+
+// The lines the instrument logged since the object was made.
+class WireLog {
+public:
+    WireLog() : start_(readFile(Env::get().log).size()) {}
+    std::vector<std::string> lines() const {
+        std::string all = readFile(Env::get().log).substr(start_);
+        std::vector<std::string> out;
+        size_t pos = 0;
+        while (pos < all.size()) {
+            size_t nl = all.find('\n', pos);
+            if (nl == std::string::npos) nl = all.size();
+            out.push_back(all.substr(pos, nl - pos));
+            pos = nl + 1;
+        }
+        return out;
+    }
+    // The lines without the status polls a transport adds on its own.
+    std::vector<std::string> commands() const {
+        std::vector<std::string> out;
+        for (auto& l : lines())
+            if (l != "@readstb" && l != "*STB?" && l.rfind("@link", 0) != 0 && l != "@unlink") out.push_back(l);
+        return out;
+    }
+
+private:
+    size_t start_;
+};
+
+int tempFiles() {
+    int n = 0;
+    if (DIR* d = opendir(Env::get().temp.path().c_str())) {
+        while (dirent* e = readdir(d))
+            if (std::string(e->d_name).rfind("BIN_IO", 0) == 0) ++n;
+        closedir(d);
+    }
+    return n;
+}
+
+std::string pattern(size_t n) {
+    std::string s(n, '\0');
+    std::mt19937 g{static_cast<unsigned>(n)};
+    for (auto& c : s) c = char(g());
+    return s;
+}
+
+}  // namespace
+
+class VifSim : public ::testing::TestWithParam<Transport> {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(Env::get().sim.running()) << Env::get().error;
+        // Every test starts from an instrument without faults or errors.
+        VIF v;
+        ASSERT_TRUE(v.OpenDevice(resource(), true, false, 1000, true));
+        v.WriteString("SYST:SIM:FAULT:CLEAR;*CLS", 0);
+    }
+    std::string resource() const {
+        return GetParam() == Transport::Socket ? Env::get().sim.socketResource() : Env::get().sim.vxi11Resource();
+    }
+    // An object opened the way every window opens one.
+    std::unique_ptr<VIF> open() {
+        auto v = std::make_unique<VIF>();
+        EXPECT_TRUE(v->OpenDevice(resource(), true, false, 1000, true));
+        return v;
+    }
+    void store(const std::string& name, const std::string& data) {
+        TempDir d;
+        ASSERT_TRUE(writeFile(d.file(name), data));
+        auto v = open();
+        ASSERT_TRUE(v->WriteFileToInstrument("MMEM:DATA '" + name + "',", d.file(name), ""));
+        std::string errors;
+        EXPECT_FALSE(v->PollErrors(errors, "SYST:ERR?", false)) << errors;
+    }
+};
+
+TEST_P(VifSim, OpenPollsStatusThenDrainsTheQueue) {
+    {
+        auto v = open();
+        v->WriteString("SYST:SIM:ERR -222,\"Data out of range\"", 0);
+    }
+    WireLog wire;
+    VIF fresh;
+    int events = 0;
+    fresh.VIFSCPIError = [&](const std::string&, const std::string&) { ++events; };
+    ASSERT_TRUE(fresh.OpenDevice(resource(), true, false, 1000, true));
+    std::vector<std::string> lines = wire.lines();
+    ASSERT_GE(lines.size(), 3u);
+    size_t i = GetParam() == Transport::Vxi11 ? 1 : 0;  // after "@link inst0"
+    EXPECT_EQ(lines[i], GetParam() == Transport::Vxi11 ? "@readstb" : "*STB?");
+    EXPECT_EQ(lines[i + 1], "SYST:ERR?");
+    EXPECT_EQ(lines[i + 2], "SYST:ERR?");  // the queue held one error: two polls
+    EXPECT_EQ(fresh.LastError(), "-222,\"Data out of range\"");
+    EXPECT_EQ(events, 0);  // drained silently
+}
+
+TEST_P(VifSim, WriteStringModesSendExactlyThis) {
+    auto v = open();
+    WireLog wire;
+    v->WriteString("FREQ:CENT 1E9", 0);
+    v->WriteString("FREQ:SPAN 1E6", 1);
+    v->WriteString("INIT", 2);
+    std::vector<std::string> expect = {"FREQ:CENT 1E9", "FREQ:SPAN 1E6;*WAI", "*CLS", "INIT;*OPC"};
+    EXPECT_EQ(wire.commands(), expect);
+}
+
+TEST_P(VifSim, PrepareSrqLetsModeTwoEndOnTheServiceRequest) {
+    auto v = open();
+    v->PrepareSRQ();
+    auto t0 = Clock::now();
+    v->WriteString("FORM ASC", 2);
+    // The status byte turns non-zero at once; the bound (the time-out) is not reached.
+    EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - t0).count(), 1000);
+    std::string stb;
+    EXPECT_TRUE(v->ReadString("*STB?", stb));
+    EXPECT_NE(std::stoi(stb) & 32, 0);
+}
+
+TEST_P(VifSim, PollErrorsReadsTheWholeQueue) {
+    auto v = open();
+    std::vector<std::pair<std::string, std::string>> events;
+    v->VIFSCPIError = [&](const std::string& c, const std::string& e) { events.emplace_back(c, e); };
+    v->WriteString("SYST:SIM:ERR -113,\"Undefined header\"", 0);
+    v->WriteString("SYST:SIM:ERR -222,\"Data out of range\"", 0);
+    v->WriteString("FORM ASC", 0);
+    std::string errors;
+    EXPECT_TRUE(v->PollErrors(errors));
+    EXPECT_EQ(errors, "-113,\"Undefined header\"\r\n-222,\"Data out of range\"");
+    EXPECT_EQ(v->LastErrorCommand(), "FORM ASC");
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].first, "FORM ASC");
+    // Empty queue: nothing found, nothing raised.
+    EXPECT_FALSE(v->PollErrors(errors));
+    EXPECT_EQ(errors, "");
+    EXPECT_EQ(events.size(), 1u);
+    // Not reported when asked not to, and never after a catalogue query.
+    v->WriteString("SYST:SIM:ERR -256,\"File name not found\"", 0);
+    EXPECT_TRUE(v->PollErrors(errors, "SYST:ERR?", false));
+    v->WriteString("SYST:SIM:ERR -256,\"File name not found\"", 0);
+    std::string answer;
+    ASSERT_TRUE(v->ReadString("MMEM:CAT?", answer));
+    EXPECT_TRUE(v->PollErrors(errors, "SYST:ERR?", true));
+    EXPECT_EQ(v->LastErrorCommand(), "MMEM:CAT?");
+    EXPECT_EQ(v->LastError(), "-256,\"File name not found\"");
+    EXPECT_EQ(events.size(), 1u);
+}
+
+TEST_P(VifSim, PollAfterCommandTurnsErrorsIntoFailures) {
+    auto v = open();
+    v->TimeOut(300);
+    v->ConfigErrorProcessor(true, true);
+    std::string answer;
+    EXPECT_TRUE(v->ReadString("*IDN?", answer));
+    EXPECT_FALSE(v->ReadString("NOSUCH?", answer));
+    // VXI-11 instruments add -420 for the read that found no answer.
+    EXPECT_EQ(v->LastError().rfind("-113,\"Undefined header\"", 0), 0u) << v->LastError();
+}
+
+TEST_P(VifSim, ReadStringCleansAndBlankCommandOnlyReads) {
+    auto v = open();
+    std::string answer;
+    ASSERT_TRUE(v->ReadString("*IDN?", answer));
+    EXPECT_EQ(answer.rfind("Tesselhorn,TKD-", 0), 0u);
+    EXPECT_NE(answer.back(), '\n');
+    WireLog wire;
+    v->WriteString("*OPC?", 0);
+    ASSERT_TRUE(v->ReadString("   ", answer));
+    EXPECT_EQ(answer, "1");
+    EXPECT_EQ(wire.commands(), std::vector<std::string>{"*OPC?"});  // the blank command sent nothing
+}
+
+TEST_P(VifSim, ReadStringLongGathersAnAnswerOfExactChunks) {
+    auto v = open();
+    v->TimeOut(300);
+    std::string idn;
+    ASSERT_TRUE(v->ReadString("*IDN?", idn));
+    // A chunk as long as the answer with its LF: the extra read runs into
+    // the time-out and the text is still whole.
+    std::string answer;
+    auto t0 = Clock::now();
+    ASSERT_TRUE(v->ReadStringLong("*IDN?", answer, long(idn.size() + 1)));
+    EXPECT_EQ(answer, idn + "\n");
+    EXPECT_GE(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - t0).count(), 280);
+    ASSERT_TRUE(v->ReadStringLong("*IDN?", answer, 7));
+    EXPECT_EQ(answer, idn + "\n");
+}
+
+TEST_P(VifSim, FloatArrayFromATrace) {
+    auto v = open();
+    v->WriteString("FORM REAL,32;:SYST:SIM:POIN 1001", 0);
+    std::vector<float> values{1.0f};
+    std::string info;
+    v->VIFInformation = [&](const std::string& m) { info = m; };
+    int before = tempFiles();
+    ASSERT_TRUE(v->ReadFloatArray("TRAC? TRACE1", values, ""));
+    EXPECT_EQ(values.size(), 1001u);
+    EXPECT_EQ(info, "1001 float values transfered");
+    for (float f : values) EXPECT_TRUE(std::isfinite(f) && f > -200 && f < 50);
+    EXPECT_EQ(tempFiles(), before);
+}
+
+TEST_P(VifSim, FloatArrayWithoutHashFailsAndKeepsTheArray) {
+    auto v = open();
+    std::vector<float> values{1.0f, 2.0f};
+    std::string message;
+    v->VIFVIFError = [&](const std::string& m, const std::string&) { message = m; };
+    int before = tempFiles();
+    EXPECT_FALSE(v->ReadFloatArray("*IDN?", values, ""));
+    EXPECT_EQ(message, "Reading binary header FAILED (no # found)");
+    EXPECT_EQ(values, (std::vector<float>{1.0f, 2.0f}));
+    EXPECT_EQ(tempFiles(), before);
+}
+
+TEST_P(VifSim, FileFromInstrumentWholeEmptyAndCut) {
+    std::string data = pattern(300000);
+    store("whole.bin", data);
+    store("empty.bin", "");
+    TempDir local;
+    auto v = open();
+    ASSERT_TRUE(v->ReadFileFromInstrument("MMEM:DATA? 'whole.bin'", local.file("w.bin")));
+    EXPECT_TRUE(readFile(local.file("w.bin")) == data);
+    // "#10": nothing to read, success, an empty file.
+    ASSERT_TRUE(writeFile(local.file("e.bin"), "old content"));
+    ASSERT_TRUE(v->ReadFileFromInstrument("MMEM:DATA? 'empty.bin'", local.file("e.bin")));
+    EXPECT_EQ(readFile(local.file("e.bin")), "");
+    // The instrument drops the line halfway: a failure in time, and no file
+    // that pretends to be whole.
+    v->WriteString("SYST:SIM:FAULT \"drop=5000@MMEM:DATA?\"", 0);
+    auto t0 = Clock::now();
+    EXPECT_FALSE(v->ReadFileFromInstrument("MMEM:DATA? 'whole.bin'", local.file("cut.bin"), 2000));
+    EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - t0).count(), 2400);
+    EXPECT_FALSE(fileExists(local.file("cut.bin")));
+}
+
+TEST_P(VifSim, FileToInstrumentArrivesAsOneBlock) {
+    TempDir local;
+    std::string data = pattern(70000);
+    data[10] = '\n';  // terminators inside the data change nothing
+    ASSERT_TRUE(writeFile(local.file("up.bin"), data));
+    auto v = open();
+    WireLog wire;
+    ASSERT_TRUE(v->WriteFileToInstrument("MMEM:DATA 'up.bin',", local.file("up.bin"), ""));
+    std::string sync;
+    ASSERT_TRUE(v->ReadString("*OPC?", sync));  // the instrument has seen all before it
+    std::vector<std::string> cmds = wire.commands();
+    ASSERT_EQ(cmds.size(), 2u);
+    EXPECT_EQ(cmds[0].rfind("MMEM:DATA 'up.bin',#570000", 0), 0u) << cmds[0];
+    ASSERT_TRUE(v->ReadFileFromInstrument("MMEM:DATA? 'up.bin'", local.file("back.bin")));
+    EXPECT_TRUE(readFile(local.file("back.bin")) == data);
+    // A missing local file: a message, nothing sent.
+    std::string message, command;
+    v->VIFVIFError = [&](const std::string& m, const std::string& c) { message = m, command = c; };
+    EXPECT_FALSE(v->WriteFileToInstrument("MMEM:DATA ", local.file("nope.bin"), ""));
+    EXPECT_EQ(message, "File nope.bin not found on local harddisc");
+    EXPECT_EQ(command, "MMEM:DATA 'nope.bin'");
+}
+
+TEST_P(VifSim, ByteArrayInPiecesIsOneValidBlock) {
+    auto v = open();
+    std::vector<uint8_t> bytes(1000);
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = uint8_t(i);
+    std::vector<float> progress;
+    v->VIFProgress = [&](float p) { progress.push_back(p); };
+    int before = tempFiles();
+    ASSERT_TRUE(v->WriteByteArray("MMEM:DATA 'arr.bin',#41000", bytes, 300, ""));
+    EXPECT_EQ(progress.size(), 3u);  // three full pieces of 300, then 100
+    EXPECT_EQ(tempFiles(), before);
+    std::string errors;
+    EXPECT_FALSE(v->PollErrors(errors, "SYST:ERR?", false)) << errors;
+    TempDir local;
+    ASSERT_TRUE(v->ReadFileFromInstrument("MMEM:DATA? 'arr.bin'", local.file("arr.bin")));
+    EXPECT_TRUE(readFile(local.file("arr.bin")) == std::string(bytes.begin(), bytes.end()));
+}
+
+TEST_P(VifSim, TimeoutOfAFileReadFollowsItsSize) {
+    store("t.bin", pattern(500000));
+    TempDir local;
+    auto v = open();
+    v->ConfigDebugMode(2, false, local.file("io.log"), 16);
+    ASSERT_TRUE(v->ReadFileFromInstrument("MMEM:DATA? 't.bin'", local.file("t.bin"))) << readFile(local.file("io.log"));
+    ASSERT_TRUE(v->ReadFileFromInstrument("MMEM:DATA? 't.bin'", local.file("t.bin"), 777));
+    std::string log = readFile(local.file("io.log"));
+    std::string session = std::to_string(v->GetHandle());
+    // One millisecond per 100 bytes unless given; then the old value again.
+    EXPECT_NE(log.find("  viSetAttribute(" + session + ",1073676314,5000)"), std::string::npos) << log;
+    EXPECT_NE(log.find("  viSetAttribute(" + session + ",1073676314,777)"), std::string::npos);
+    EXPECT_NE(log.find("  viReadToFile(" + session + "," + local.file("t.bin") + ",500000,0x0)"), std::string::npos);
+}
+
+TEST_P(VifSim, IoLogLevels) {
+    TempDir local;
+    auto v = open();
+    // Level 1: failures only, one line each.
+    v->ConfigDebugMode(1, false, local.file("l1.log"), 0);
+    std::string answer;
+    v->ReadString("*IDN?", answer);
+    v->TimeOut(200);
+    v->ReadString("", answer);  // nothing waiting: the read times out
+    EXPECT_EQ(readFile(local.file("l1.log")), "!!>> 0xBFFF0015: Timeout expired before operation completed.\n");
+    // Level 2: call, result, content with at most DebugDumpLimit bytes.
+    v->ConfigDebugMode(2, false, local.file("l2.log"), 4);
+    v->WriteString("*CLS", 0);
+    std::string session = std::to_string(v->GetHandle());
+    EXPECT_EQ(readFile(local.file("l2.log")),
+              "  viWrite(" + session + ",<BUFFER>,5,0x0)\n"
+              "  >> returnCount: 5\n"
+              "  >> 5 b Content\n"
+              "00000000:   2A 43 4C 53" + std::string(36, ' ') + " >>  *CLS\n"
+              "\n");
+    // Level 3: the whole buffer, whatever the limit.
+    v->ConfigDebugMode(3, false, local.file("l3.log"), 4);
+    v->WriteString("*CLS", 0);
+    EXPECT_NE(readFile(local.file("l3.log")).find(" 2A 43 4C 53 0A "), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Transports, VifSim, ::testing::Values(Transport::Socket, Transport::Vxi11),
+                         [](const auto& info) { return info.param == Transport::Socket ? "Socket" : "Vxi11"; });
+
+TEST(Vif, OpenFailsWhenNobodyAnswersAndCleanUpDoesNotClose) {
+    VIF v;
+    EXPECT_FALSE(v.OpenDevice("TCPIP::127.0.0.1::1::SOCKET", true, false, 300, true));
+    EXPECT_FALSE(v.InstOpen());
+    EXPECT_EQ(v.GetHandle(), 0u);
+    std::string answer;
+    EXPECT_FALSE(v.ReadString("*IDN?", answer));
+}
+
+TEST(Vif, WithoutVisaNothingHappens) {
+    qv::io::setVisaAvailable(false);
+    {
+        VIF v;
+        EXPECT_FALSE(v.VISAFound());
+        EXPECT_FALSE(v.OpenDevice(Env::get().sim.socketResource(), true, false, 1000, true));
+        std::string errors;
+        EXPECT_FALSE(v.PollErrors(errors));
+        EXPECT_FALSE(v.WriteString("*CLS", 0));
+    }
+    qv::io::setVisaAvailable(true);
+}
+
+TEST(Vif, DecodeAndPrintable) {
+    EXPECT_EQ(VIF::DecodeVISAError(ViStatus(0xBFFF0015)), "Timeout expired before operation completed.");
+    EXPECT_EQ(VIF::DecodeVISAError(ViStatus(0xBFFF0039)), "Unknown VISA error (0xBFFF0039)");
+    EXPECT_EQ(VIF::DebugbPrintable(127), '.');
+    EXPECT_EQ(VIF::DebugbPrintable(200), char(200));
+    EXPECT_EQ(VIF::TrimAll("  \r\n\tOK\r\n  "), "OK");
+    EXPECT_EQ(VIF::TrimAll(" \r\n "), "");
+}
