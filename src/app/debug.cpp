@@ -237,7 +237,13 @@ void DisplayError(const ErrorReport& report) {
         g_displayHandler(report);
         return;
     }
-    host().message(QV_PRODUCT_NAME, ErrorExplanationText() + kCrLf + kCrLf + ErrorReportText(report), Icon::Critical);
+    // Until the report window exists: the report in a message whose Yes
+    // button is the copy action.
+    Answer a = host().message(QV_PRODUCT_NAME,
+                              ErrorExplanationText() + kCrLf + kCrLf + ErrorReportText(report) + kCrLf + kCrLf +
+                                  "Copy the report to the clipboard?",
+                              Icon::Critical, Buttons::YesNo);
+    if (a == Answer::Yes) CopyErrorReport(report);
 }
 
 void SetDisplayErrorHandler(std::function<void(const ErrorReport&)> handler) { g_displayHandler = std::move(handler); }

@@ -81,7 +81,9 @@ bool VIF::ReadFileFromInstrument(const std::string& command, const std::string& 
                     uint32_t got = 0;
                     ok = VIFviReadToFile(ViSession(Session), targetFile, uint32_t(length), got) >= 0;
                     VIFAttrChange(VI_ATTR_TMO_VALUE, 1, 0);
-                    // A cut transfer leaves no file that could pass for the whole one.
+                    // Fewer bytes than announced is no file: a cut transfer
+                    // leaves nothing that could pass for the whole one.
+                    if (ok && long(got) != length) ok = false;
                     if (!ok) detail::removeFile(targetFile);
                 }
             }
@@ -110,7 +112,7 @@ bool VIF::RdFilFrmInstr(const std::string& command, const std::string& targetFil
                 detail::removeFile(targetFile);
                 long length = roundHalfEven(value);
                 viSetAttribute(vi, VI_ATTR_TMO_VALUE, uint32_t(timeout != -1 ? timeout : roundHalfEven(length / 100.0)));
-                ok = viReadToFile(vi, targetFile.c_str(), ViUInt32(length), &n) >= 0;
+                ok = viReadToFile(vi, targetFile.c_str(), ViUInt32(length), &n) >= 0 && long(n) == length;
                 if (!ok) {
                     detail::removeFile(targetFile);
                     if (VIFVIFError) VIFVIFError("File not found on instrument", command);

@@ -252,3 +252,17 @@ TEST(Standard, BrowseFolderAsksTheHost) {
 }
 
 }  // namespace
+
+TEST(ErrorReportFallback, YesCopiesTheReport) {
+    ScriptedHost host;
+    host.answers = {Answer::Yes};
+    ErrorReport report;
+    report.Source = "VIF.OpenDevice_VIF";
+    report.Number = 440;
+    report.Description = "Automation error";
+    DisplayError(report);
+    ASSERT_EQ(host.messages().size(), 2u);
+    EXPECT_EQ(host.messages()[0].icon, Icon::Critical);
+    EXPECT_EQ(host.clipboard, ErrorReportText(report));
+    EXPECT_EQ(host.messages()[1].text, "Support informations copied to clipboard.");
+}

@@ -276,6 +276,22 @@ TEST_P(VifSim, FileFromInstrumentWholeEmptyAndCut) {
     EXPECT_FALSE(fileExists(local.file("cut.bin")));
 }
 
+TEST_P(VifSim, BlockShorterThanAnnouncedFailsInTime) {
+    std::string data = pattern(20000);
+    data[0] = '7';  // read as a sixth length digit: 200007 bytes announced
+    store("short.bin", data);
+    TempDir local;
+    auto v = open();
+    // The header claims one digit more than it has: far more is announced
+    // than follows. The read ends early (at END) or by its time-out, and
+    // either way it is a failure.
+    v->WriteString("SYST:SIM:FAULT \"corrupt-block@MMEM:DATA?\"", 0);
+    auto t0 = Clock::now();
+    EXPECT_FALSE(v->ReadFileFromInstrument("MMEM:DATA? 'short.bin'", local.file("short.bin"), 500));
+    EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - t0).count(), 1000);
+    EXPECT_FALSE(fileExists(local.file("short.bin")));
+}
+
 TEST_P(VifSim, FileToInstrumentArrivesAsOneBlock) {
     TempDir local;
     std::string data = pattern(70000);

@@ -44,6 +44,10 @@ __attribute__((visibility("default"))) ViStatus viRead(ViSession vi, ViBuf buf, 
     if (ret) *ret = n;
     return VI_SUCCESS;
 }
+__attribute__((visibility("default"))) ViStatus viReadSTB(ViSession, ViPUInt16 stb) {
+    *stb = 0;
+    return VI_SUCCESS;
+}
 __attribute__((visibility("default"))) ViStatus viGetAttribute(ViObject, ViAttr, void*) { return VI_ERROR_NSUP_ATTR; }
 __attribute__((visibility("default"))) ViStatus viSetAttribute(ViObject, ViAttr, ViAttrState) { return VI_SUCCESS; }
 __attribute__((visibility("default"))) ViStatus viFindRsrc(ViSession, ViConstString, ViPFindList vi, ViPUInt32 cnt, ViChar* desc) {
