@@ -112,6 +112,8 @@ private:
     ViStatus VIFviGpibControlREN(ViSession vi, uint16_t mode);
     ViStatus VIFviClose(ViSession vi);
     void logResult(const std::string& resultLine, ViStatus status);
+    ViStatus loggedRead(const char* name, bool buffered, ViSession vi, std::string& buffer, uint32_t count,
+                        uint32_t& read);
 
     bool VISAFound_ = false;
     int32_t ResourceManager = -1;

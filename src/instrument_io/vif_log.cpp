@@ -142,22 +142,18 @@ ViStatus VIF::VIFviReadToFile(ViSession vi, const std::string& file, uint32_t co
     return s;
 }
 
-namespace {
-template <typename ReadFn>
-ViStatus readInto(ReadFn fn, ViSession vi, std::string& buffer, uint32_t count, uint32_t& read) {
+// viRead and viBufRead log alike but for the name on the call line.
+ViStatus VIF::loggedRead(const char* name, bool buffered, ViSession vi, std::string& buffer, uint32_t count,
+                         uint32_t& read) {
     buffer.assign(count, ' ');
-    ViUInt32 n = 0;
-    ViStatus s = fn(vi, reinterpret_cast<ViBuf>(buffer.data()), count, &n);
-    read = n;
-    return s;
-}
-}  // namespace
-
-ViStatus VIF::VIFviRead(ViSession vi, std::string& buffer, uint32_t count, uint32_t& read) {
     if (DebugLevel > 1)
-        StoreDebug("  viRead(" + num(vi) + ",0x" + app::HexText(int64_t(reinterpret_cast<uintptr_t>(buffer.data()))) + "," +
-                   num(count) + ",0x" + app::HexText(read) + ")");
-    ViStatus s = readInto(viRead, vi, buffer, count, read);
+        StoreDebug(std::string("  ") + name + "(" + num(vi) + ",0x" +
+                   app::HexText(int64_t(reinterpret_cast<uintptr_t>(buffer.data()))) + "," + num(count) + ",0x" +
+                   app::HexText(read) + ")");
+    ViUInt32 n = 0;
+    ViBuf buf = reinterpret_cast<ViBuf>(buffer.data());
+    ViStatus s = buffered ? viBufRead(vi, buf, count, &n) : viRead(vi, buf, count, &n);
+    read = n;
     if (DebugLevel > 1) {
         StoreDebug("  >> returnCount: " + num(read));
         StoreDebug("  >> " + num(read) + " b Content");
@@ -166,21 +162,14 @@ ViStatus VIF::VIFviRead(ViSession vi, std::string& buffer, uint32_t count, uint3
     logResult("", s);
     if (DebugLevel > 1) StoreDebug("");
     return s;
+}
+
+ViStatus VIF::VIFviRead(ViSession vi, std::string& buffer, uint32_t count, uint32_t& read) {
+    return loggedRead("viRead", false, vi, buffer, count, read);
 }
 
 ViStatus VIF::VIFviBufRead(ViSession vi, std::string& buffer, uint32_t count, uint32_t& read) {
-    if (DebugLevel > 1)
-        StoreDebug("  VIFviBufRead(" + num(vi) + ",0x" + app::HexText(int64_t(reinterpret_cast<uintptr_t>(buffer.data()))) +
-                   "," + num(count) + ",0x" + app::HexText(read) + ")");
-    ViStatus s = readInto(viBufRead, vi, buffer, count, read);
-    if (DebugLevel > 1) {
-        StoreDebug("  >> returnCount: " + num(read));
-        StoreDebug("  >> " + num(read) + " b Content");
-        StoreDebugb(reinterpret_cast<const uint8_t*>(buffer.data()), long(read), long(buffer.size()));
-    }
-    logResult("", s);
-    if (DebugLevel > 1) StoreDebug("");
-    return s;
+    return loggedRead("VIFviBufRead", true, vi, buffer, count, read);
 }
 
 ViStatus VIF::VIFviGetAttribute(ViSession vi, ViAttr attribute, uint32_t& value) {
