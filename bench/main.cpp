@@ -254,22 +254,30 @@ void pyvisa(const std::string& socketRes, int pmapPort, uint64_t blockBytes, int
 
 }  // namespace
 
+bool benchScan(int instruments);  // scan_bench.cpp
+
 int main(int argc, char** argv) {
     uint64_t blockMiB = 256, pyBlockMiB = 256;
     int rounds = 5000;
     bool withPyvisa = true;
+    bool scanOnly = false;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         if (a == "--block-mib" && i + 1 < argc) blockMiB = std::strtoull(argv[++i], nullptr, 10);
         else if (a == "--pyvisa-block-mib" && i + 1 < argc) pyBlockMiB = std::strtoull(argv[++i], nullptr, 10);
         else if (a == "--rounds" && i + 1 < argc) rounds = std::atoi(argv[++i]);
         else if (a == "--no-pyvisa") withPyvisa = false;
+        else if (a == "--scan-only") scanOnly = true;
         else {
             std::fprintf(stderr,
-                         "usage: quilvane-bench [--block-mib N] [--pyvisa-block-mib N] [--rounds N] [--no-pyvisa]\n");
+                         "usage: quilvane-bench [--block-mib N] [--pyvisa-block-mib N] [--rounds N] [--no-pyvisa] "
+                         "[--scan-only]\n");
             return 2;
         }
     }
+    // The scan first: it serves its own instruments in this process.
+    const bool scanned = benchScan(50);
+    if (scanOnly) return scanned ? 0 : 1;
     const uint64_t blockBytes = blockMiB << 20;
     // The instrument's storage lives in memory where possible, and the block
     // holds real bytes already in the page cache: what is measured is the

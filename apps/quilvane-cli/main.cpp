@@ -2,6 +2,10 @@
 // users who want to see what an instrument answers and for scripts. Every
 // command goes through VIF, as the program's windows do, so --log shows the
 // same I/O log a user would get from the program.
+#include "app/context.h"
+#include "app/iniio.h"
+#include "instrument_directory/capabilities.h"
+#include "instrument_directory/visa_scan.h"
 #include "instrument_io/vif.h"
 #include "instrument_io/visa/status_text.h"
 #include "instrument_io/visa/visa_log.h"
@@ -23,6 +27,7 @@ struct Options {
     bool timeoutGiven = false;
     std::string logFile;
     int logLevel = 2;
+    std::string iniFile;  // scan: the settings file
     std::vector<std::string> args;  // command word first
 };
 
@@ -36,6 +41,9 @@ const char* const kUsage =
     "  fetch RES CMD FILE     send CMD and store its block answer in FILE\n"
     "  send RES PREFIX FILE   send PREFIX followed by FILE as a block\n"
     "  floats RES CMD         send CMD and print its block of 32-bit floats, one a line\n"
+    "  identify RES           ask who RES is and print its record, one \"Name: value\" a line\n"
+    "  scan [--ini FILE]      scan the instruments configured in FILE (default: the user's\n"
+    "                         Quilvane.ini) and print instrument, resource and computer name\n"
     "RES is a VISA resource, e.g. TCPIP::192.168.1.20::INSTR or TCPIP::host::5025::SOCKET.\n"
     "--log writes every VISA call to FILE: level 1 failures, 2 calls (default), 3 calls with all data.\n";
 
@@ -143,6 +151,87 @@ const Command kCommands[] = {
     {"poll", 1, cmdPoll},   {"fetch", 3, cmdFetch}, {"send", 3, cmdSend}, {"floats", 2, cmdFloats},
 };
 
+// The user's settings file, by the rules the program uses, without
+// creating any folder.
+std::string userIniFile() {
+    std::string base;
+    if (const char* appdata = std::getenv("APPDATA"); appdata && *appdata) {
+        base = appdata;
+    } else if (const char* xdg = std::getenv("XDG_CONFIG_HOME"); xdg && *xdg) {
+        base = xdg;
+    } else if (const char* home = std::getenv("HOME"); home && *home) {
+        base = std::string(home) + "/.config";
+    } else {
+        return "";
+    }
+    return base + "/Tesselhorn/Quilvane/Quilvane.ini";
+}
+
+void printRecord(const qv::dir::VISAScan& s, int16_t i) {
+    auto line = [](const char* name, const std::string& value) { std::printf("%s: %s\n", name, value.c_str()); };
+    line("VISAResString", s.VISAResString(i));
+    line("RawAddress", s.RawAddress(i));
+    line("ComputerName", s.ComputerName(i));
+    line("DeviceTyp", s.DeviceTyp(i));
+    line("Mapped", s.DeviceIsMapped(i) ? "-1" : "0");
+    line("DeviceMappedName", s.DeviceMappedName(i));
+    line("DeviceGroup", s.DeviceGroup(i));
+    line("DeviceSerial", s.DeviceSerial(i));
+    line("DeviceFirmware", s.DeviceFirmware(i));
+    line("DeviceInfo", s.DeviceInfo(i));
+    line("IDAnswer", s.IDAnswer(i));
+    line("OptionList", s.OptionList(i));
+    line("Identified", s.DeviceIsIdentified(i) ? "-1" : "0");
+}
+
+int cmdIdentify(const Options& o) {
+    qv::dir::LoadMasterList(qv::dir::VisaDevicesPath());
+    qv::dir::ResetRecords();
+    qv::dir::VISAScan scan;
+    scan.VisaScanSingleIP(o.args[1], int32_t(o.timeoutMs), 0, {true}, false);
+    if (scan.DeviceCount() < 1) {
+        std::fprintf(stderr, "error: %s was not visited\n", o.args[1].c_str());
+        return 1;
+    }
+    // The last record is the resource itself (a search may list several).
+    const int16_t last = int16_t(scan.DeviceCount() - 1);
+    printRecord(scan, last);
+    return scan.DeviceTyp(last) == qv::dir::kNoDevice ? 1 : 0;
+}
+
+int cmdScan(const Options& o) {
+    const std::string ini = o.iniFile.empty() ? userIniFile() : o.iniFile;
+    if (ini.empty()) {
+        std::fprintf(stderr, "error: no settings file: give --ini FILE\n");
+        return 2;
+    }
+    qv::app::context().IniFilePath = ini;
+    qv::dir::LoadMasterList(qv::dir::VisaDevicesPath());
+    std::vector<bool> scanFlags, serverFlags;
+    qv::app::ReadFlagList({ini, "ScanEntries", "Value"}, {ini, "DisplayNames", "Name"}, scanFlags);
+    qv::app::ReadFlagList({ini, "ScanEntriesServers", "Value"}, {ini, "Servers", "ServerEntry"}, serverFlags);
+    qv::dir::VISAScan scan;
+    const bool all = scan.VISAScanINI(ini, int32_t(o.timeoutMs), 0, scanFlags, true, serverFlags, true);
+    for (int16_t i = 0; i < scan.DeviceCount(); ++i)
+        std::printf("%s\t%s\t%s\n", qv::dir::DisplayText(scan.DeviceInfo(i)).c_str(), scan.VISAResString(i).c_str(),
+                    scan.ComputerName(i).c_str());
+    if (!all) std::fprintf(stderr, "warning: not every configured instrument was reached\n");
+    return all ? 0 : 1;
+}
+
+// Commands that open their sessions themselves; args: the least and most
+// arguments after the command word.
+struct DirectoryCommand {
+    const char* name;
+    size_t minArgs, maxArgs;
+    int (*run)(const Options&);
+};
+
+const DirectoryCommand kDirectoryCommands[] = {
+    {"identify", 1, 1, cmdIdentify},
+    {"scan", 0, 0, cmdScan},
+};
+
 bool number(const char* text, unsigned long max, unsigned long& out) {
     char* end = nullptr;
     out = std::strtoul(text, &end, 10);
@@ -163,6 +252,8 @@ int main(int argc, char** argv) {
             }
             o.timeoutMs = uint32_t(v);
             o.timeoutGiven = true;
+        } else if (a == "--ini" && i + 1 < argc) {
+            o.iniFile = argv[++i];
         } else if (a == "--log" && i + 1 < argc) {
             o.logFile = argv[++i];
         } else if (a == "--log-level" && i + 1 < argc) {
@@ -181,6 +272,14 @@ int main(int argc, char** argv) {
     if (o.args.empty()) {
         std::fputs(kUsage, stderr);
         return 2;
+    }
+    for (const DirectoryCommand& c : kDirectoryCommands) {
+        if (o.args[0] != c.name) continue;
+        if (o.args.size() < c.minArgs + 1 || o.args.size() > c.maxArgs + 1) {
+            std::fprintf(stderr, "error: %s takes %zu arguments\n%s", c.name, c.minArgs, kUsage);
+            return 2;
+        }
+        return c.run(o);
     }
     for (const Command& c : kCommands) {
         if (o.args[0] != c.name) continue;

@@ -65,6 +65,16 @@ std::vector<Profile> buildProfiles() {
         P("PZB", "power sensor base unit", "2", "100711/002", "2.30", "", {"C:", "D:"}, "D:\\", kPlainModes),
         P("PWEF", "power meter", "4", "101215/004", "1.88", "", {"A:", "C:", "D:"}, "C:\\", kPlainModes),
         P("PWE", "power meter", "2", "100902/002", "2.12", "", {}, "", kPlainModes),
+        // Models that pass for a family under an alias of the capability
+        // file (TKU, TKV as TKD; KDZ as KDC; MYK as MYI; GLQ as GLN; KDX as
+        // TKW): they behave like their family and name themselves by model.
+        P("TKU", "spectrum analyzer", "7", "100731/007", "4.40", "TR1,PA3", {"A:", "C:", "D:"}, "D:\\", kAnalyzerModes),
+        P("TKV", "spectrum analyzer", "13", "100788/013", "4.41", "TR1", {"A:", "C:", "D:"}, "D:\\", kAnalyzerModes),
+        P("KDZ", "vector network analyzer", "8", "101004/008", "1.35", "TS4", {"C:", "D:"}, "C:\\", kNetworkModes),
+        P("MYK", "oscilloscope, binary waveforms", "204", "101622/204", "5.12", "MS1", {"C:"}, "C:\\", kPlainModes),
+        P("GLQ", "signal generator", "6", "102377/006", "4.82", "FQ6", {"/hdd", "/var/user"}, "/hdd", kPlainModes),
+        P("KDX", "signal and spectrum analyzer", "26", "101955/026", "2.72", "PA3,NW1", {"A:", "C:"}, "C:\\",
+          kSignalAnalyzerModes),
     };
 }
 

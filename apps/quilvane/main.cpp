@@ -1,0 +1,153 @@
+// quilvane: the desktop program.
+//   --demo               simulated instruments on loopback, throw-away settings
+//   --no-visa            start as if no VISA library were installed
+//   --quit-after MS      end on its own after MS milliseconds (headless runs)
+//   --screenshot FILE    once started, save a picture of the main window and end
+//   --measure-startup    print the time from process start to a usable window, and end
+//   --trigger CONTROL    once started, run a menu entry by its control name (repeatable)
+// The optional word PULSE is accepted for the trace window.
+#include "app/context.h"
+#include "app/host.h"
+#include "demo.h"
+#include "instrument_io/vif.h"
+#include "ui/dir_source.h"
+#include "ui/main_form.h"
+#include "ui/qt_host.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QPalette>
+#include <QStyleFactory>
+#include <QTimer>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+// Seconds the process has run, from the kernel's start time (10 ms steps).
+double ProcessAgeMs() {
+    std::ifstream stat("/proc/self/stat"), up("/proc/uptime");
+    std::string s((std::istreambuf_iterator<char>(stat)), {});
+    double uptime = 0;
+    up >> uptime;
+    size_t close = s.rfind(')');
+    if (close == std::string::npos) return -1;
+    std::istringstream rest(s.substr(close + 2));
+    std::string field;
+    // Field 22 (starttime) is the 20th after the command name.
+    for (int i = 3; i <= 22 && rest >> field; ++i) {}
+    double ticks = static_cast<double>(::sysconf(_SC_CLK_TCK));
+    return (uptime - std::stod(field) / ticks) * 1000.0;
+}
+
+void LightLook(QApplication& app) {
+    app.setStyle(QStyleFactory::create("Fusion"));
+    QPalette p = app.palette();
+    // Only the active and inactive groups: disabled entries keep their grey.
+    for (QPalette::ColorGroup g : {QPalette::Active, QPalette::Inactive}) {
+        p.setColor(g, QPalette::Window, QColor(0xf4, 0xf6, 0xf9));
+        p.setColor(g, QPalette::Base, Qt::white);
+        p.setColor(g, QPalette::AlternateBase, QColor(0xf0, 0xf3, 0xf7));
+        p.setColor(g, QPalette::Button, QColor(0xf7, 0xf8, 0xfa));
+        p.setColor(g, QPalette::Highlight, QColor(0x2f, 0x7d, 0xd1));
+        p.setColor(g, QPalette::HighlightedText, Qt::white);
+        p.setColor(g, QPalette::WindowText, QColor(0x22, 0x2b, 0x36));
+        p.setColor(g, QPalette::Text, QColor(0x22, 0x2b, 0x36));
+        p.setColor(g, QPalette::ButtonText, QColor(0x22, 0x2b, 0x36));
+    }
+    p.setColor(QPalette::Disabled, QPalette::Window, QColor(0xf4, 0xf6, 0xf9));
+    p.setColor(QPalette::Disabled, QPalette::Button, QColor(0xf4, 0xf6, 0xf9));
+    app.setPalette(p);
+}
+
+void Usage() {
+    std::puts("usage: quilvane [--demo] [--no-visa] [--quit-after MS] [--screenshot FILE] [--measure-startup] [PULSE]");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    bool demo = false, noVisa = false, measure = false;
+    int quitAfter = -1;
+    QString screenshot;
+    QStringList triggers;
+    for (int i = 1; i < argc; ++i) {
+        std::string a = argv[i];
+        if (a == "--demo") demo = true;
+        else if (a == "--no-visa") noVisa = true;
+        else if (a == "--measure-startup") measure = true;
+        else if (a == "--quit-after" && i + 1 < argc) quitAfter = std::atoi(argv[++i]);
+        else if (a == "--screenshot" && i + 1 < argc) screenshot = argv[++i];
+        else if (a == "--trigger" && i + 1 < argc) triggers << argv[++i];
+        else if (a == "--help" || a == "-h") return Usage(), 0;
+        else if (a == "PULSE") {}
+        else if (a.rfind("-", 0) == 0 && a.rfind("-platform", 0) != 0 && a != "-display") {
+            std::fprintf(stderr, "quilvane: unknown option %s\n", a.c_str());
+            Usage();
+            return 2;
+        }
+    }
+
+    std::unique_ptr<qv::demo::DemoSetup> demoSetup;
+    if (demo) {
+        demoSetup = std::make_unique<qv::demo::DemoSetup>();
+        std::string why;
+        if (!demoSetup->start(why)) {
+            std::fprintf(stderr, "quilvane: demo instruments could not start: %s\n", why.c_str());
+            return 1;
+        }
+    }
+    if (noVisa) qv::io::setVisaAvailable(false);
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationName("Quilvane");
+    QApplication::setOrganizationName("Tesselhorn");
+    LightLook(app);
+
+    qv::ui::QtHost host;
+    qv::app::setHost(&host);
+    qv::ui::DirectorySource source;
+    auto* form = new qv::ui::MainForm(qv::app::context(), source);
+    form->setAttribute(Qt::WA_DeleteOnClose);
+    host.setParent(form);
+
+    QObject::connect(form, &qv::ui::MainForm::startupFinished, form, [&] {
+        if (measure) {
+            std::printf("startup: %.0f ms from process start to a usable main window, %d instruments listed\n",
+                        ProcessAgeMs(), form->deviceList()->count());
+            for (int i = 0; i < form->deviceList()->count(); ++i)
+                std::printf("  %s  %s\n", form->deviceList()->itemText(i).toUtf8().constData(),
+                            form->resourceList()->itemText(i).toUtf8().constData());
+            std::fflush(stdout);
+            QTimer::singleShot(0, form, &QWidget::close);
+        }
+        for (const QString& t : triggers)
+            if (QAction* a = form->action(t)) a->trigger();
+            else std::fprintf(stderr, "quilvane: no menu entry %s\n", t.toUtf8().constData());
+        if (!screenshot.isEmpty()) {
+            // Let the fade and the last layout pass finish before the picture.
+            QTimer::singleShot(300, form, [form, screenshot] {
+                bool ok = form->grab().save(screenshot);
+                std::fprintf(ok ? stdout : stderr, ok ? "screenshot: %s\n" : "screenshot failed: %s\n",
+                             screenshot.toUtf8().constData());
+                form->close();
+            });
+        }
+    });
+    if (quitAfter >= 0) QTimer::singleShot(quitAfter, form, &QWidget::close);
+
+    form->show();
+    // The load event: the start sequence runs once the window is on screen.
+    QTimer::singleShot(0, form, [form] { form->Start(); });
+    int rc = app.exec();
+    qv::app::setHost(nullptr);
+    return rc;
+}

@@ -1,0 +1,377 @@
+#include "app/main_window.h"
+
+#include "app/data_folder.h"
+#include "app/debug.h"
+#include "app/host.h"
+#include "app/iniio.h"
+#include "app/settings.h"
+#include "app/text.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+namespace qv::app {
+
+namespace {
+
+constexpr const char* kModule = "MainForm";
+
+std::string ReplaceAll(std::string s, std::string_view what, std::string_view with) {
+    if (what.empty()) return s;
+    size_t pos = 0;
+    while ((pos = s.find(what, pos)) != std::string::npos) {
+        s.replace(pos, what.size(), with);
+        pos += with.size();
+    }
+    return s;
+}
+
+std::string Two(int n) {
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "%02d", n);
+    return buf;
+}
+
+bool MakeFolder(const std::string& path) {
+    std::error_code ec;
+    std::filesystem::create_directory(path, ec);
+    return std::filesystem::is_directory(path, ec);
+}
+
+}  // namespace
+
+void SetHotKeys(AppContext& ctx) {
+    ctx.UpdateHotKey = kUpdateHotKey;
+    ctx.CopyHotKey = kCopyHotKey;
+    ctx.SaveHotKey = kSaveHotKey;
+}
+
+HotKeyActions HotKeyManagerActions(const AppContext& ctx, std::string_view tag, int keyCode, int modifiers) {
+    HotKeyActions a;
+    auto matches = [&](const HotKey& k) { return k.Modifiers == modifiers && k.KeyCode == keyCode; };
+    if (matches(ctx.CopyHotKey)) {
+        a.copyTraceImage = tag == "TRACE";
+        a.copyHardcopyImage = tag == "IMAGE";
+    }
+    if (matches(ctx.SaveHotKey)) {
+        a.saveTrace = tag == "TRACE";
+        a.saveImage = tag == "IMAGE";
+    }
+    if (matches(ctx.UpdateHotKey))
+        a.update = tag == "TRACE" || tag == "IMAGE" || tag == "INSTFILE" || tag == "REPORT";
+    return a;
+}
+
+void HotKeyManager(const AppContext& ctx, HotKeyWindow& window, int keyCode, int modifiers) {
+    host().busy(true);
+    host().processEvents();
+    const std::string tag = window.Tag();
+    HotKeyActions a = HotKeyManagerActions(ctx, tag, keyCode, modifiers);
+    if (a.copyTraceImage || a.copyHardcopyImage) window.CopyPicture();
+    if (a.saveTrace || a.saveImage) {
+        std::string filter = a.saveTrace ? std::string("*.txt") : "*." + window.ImageType();
+        std::string path = host().saveFileName("Please select filename", "", "", filter);
+        if (!path.empty()) {
+            if (a.saveTrace) {
+                // The dialog's default extension.
+                if (std::filesystem::path(path).extension().empty()) path += ".txt";
+                window.SaveTraceText(path);
+            } else {
+                if (std::filesystem::path(path).extension().empty() && !window.ImageType().empty())
+                    path += "." + window.ImageType();
+                window.SavePicture(path);
+            }
+        }
+    }
+    if (a.update) window.Update();
+    host().busy(false);
+    host().processEvents();
+}
+
+int16_t MenuCapabilityBit(MenuId id) {
+    switch (id) {
+        case MenuId::MNewHardcopy: return 1;
+        case MenuId::MNewTrace: return 2;
+        case MenuId::MNewInstFileBrow: return 4;
+        case MenuId::MUtilTKxVHxCalResults:
+        case MenuId::MUtilTKxVHxSelfTest:
+        case MenuId::MUtilTKxVHxHardInfo:
+        case MenuId::MUtilTKxVHxDiscColor: return 8;
+        case MenuId::MGLxUtilUserCorrection: return 16;
+        case MenuId::MNewInstTables: return 32;
+        default: return 0;
+    }
+}
+
+bool MenuEnabledForMask(MenuId id, int16_t mask) {
+    int16_t bit = MenuCapabilityBit(id);
+    return bit == 0 ? true : (mask & bit) != 0;
+}
+
+bool BigButtonAllowed(BigButton button, int16_t mask, std::string_view myVisaRsc) {
+    switch (button) {
+        case BigButton::Hardcopy: return (mask & 1) != 0;
+        case BigButton::Trace: return (mask & 2) != 0;
+        case BigButton::FilesInstr: return (mask & 4) != 0;
+        case BigButton::Tables: return (mask & 32) != 0;
+        case BigButton::Scripts: return !myVisaRsc.empty();
+    }
+    return false;
+}
+
+void notifyFunctionNotSupported() {
+    host().message("Function not supported", "Current function not supported by this instrument", Icon::Information,
+                   Buttons::Ok);
+}
+
+int16_t FunctionsMaskOf(const AppContext& ctx, std::string_view tag) {
+    if (tag.empty()) return 0;
+    (void)ctx;  // the data folder honours ctx.ProgramFolder itself
+    Value v = ReadIni(dataFolder() + "/VisaDevices.ini", "FUNCTIONS", tag, Value(int16_t(0)), Value(int16_t(0)));
+    double n = v.number();
+    if (!std::isfinite(n) || n < -32768 || n > 32767) return 0;
+    return static_cast<int16_t>(std::lround(n));
+}
+
+std::string DeviceListText(std::string_view info) {
+    size_t bar = info.find('|');
+    std::string out(info.substr(0, bar));
+    out += ' ';
+    size_t paren = info.find('(');
+    if (paren != std::string_view::npos) out += info.substr(paren);
+    return out;
+}
+
+std::string FirmwareOf(std::string_view listText) {
+    size_t paren = listText.find('(');
+    std::string fw(paren == std::string_view::npos ? listText : listText.substr(paren + 1));
+    fw = TrimLineEnds(fw);
+    fw = TrimLineEnds(ReplaceAll(fw, "(Release)", ""));
+    fw = TrimLineEnds(ReplaceAll(fw, ")", ""));
+    return fw;
+}
+
+std::string OutputFileName(const std::string& saveFolder, std::string_view listText, const TimeRecord& t,
+                           std::string_view extension) {
+    std::string name = ReplaceAll(std::string(listText), "(", "-");
+    name = ReplaceAll(name, ")", "");
+    name = ReplaceAll(name, " ", "");
+    return saveFolder + "/" + name + "@" + std::to_string(t.Year) + "-" + Two(t.Month) + "-" + Two(t.Day) + "_" +
+           Two(t.Hour) + "-" + Two(t.Minute) + "-" + Two(t.Second) + std::string(extension);
+}
+
+std::string MakeAppDataFolder() {
+    std::string base;
+    const char* appdata = std::getenv("APPDATA");
+    if (appdata && *appdata) {
+        base = appdata;
+    } else {
+        const char* xdg = std::getenv("XDG_CONFIG_HOME");
+        if (xdg && *xdg) {
+            base = xdg;
+        } else {
+            const char* home = std::getenv("HOME");
+            if (!home || !*home) return {};
+            base = std::string(home) + "/.config";
+            MakeFolder(base);
+        }
+    }
+    while (base.size() > 1 && base.back() == '/') base.pop_back();
+    std::string maker = base + "/Tesselhorn";
+    if (!MakeFolder(maker)) return {};
+    std::string folder = maker + "/Quilvane";
+    if (!MakeFolder(folder)) return {};
+    return folder;
+}
+
+bool SplashHandshake::Ready() {
+    ready_ = true;
+    if (fired_ && !closed_) return closed_ = true;
+    return false;
+}
+
+bool SplashHandshake::TimerFired() {
+    fired_ = true;
+    if (ready_ && !closed_) return closed_ = true;
+    return false;
+}
+
+MainLogic::MainLogic(AppContext& ctx, MainView& view, InstrumentSource& source)
+    : ctx_(ctx), view_(view), source_(source) {}
+
+void MainLogic::setMenu(MenuId id, bool enabled) {
+    menuState_[static_cast<int>(id)] = enabled;
+    view_.SetMenuEnabled(id, enabled);
+}
+
+void MainLogic::Load(const std::string& appDataFolder) {
+    CallGuard guard(kModule, "", "Form_Load");
+    view_.SetCaption(GetMainCaption());
+
+    ctx_.AppDataFolder = appDataFolder.empty() ? ProgramFolderOf(ctx_) : appDataFolder;
+    ctx_.IniFilePath = ctx_.AppDataFolder + "/Quilvane.ini";
+    SetRowLocators(ctx_);
+
+    const std::string& ini = ctx_.IniFilePath;
+    if (ReadIni(ini, "ScanEntriesServers", "Value1", Value("0")).text() == "0" ||
+        ReadIni(ini, "Servers", "ServerEntry1", Value("NULL")).text() == "NULL") {
+        WriteIni(ini, "Servers", "ServerEntry1", Value("localhost"));
+        WriteIni(ini, "ScanEntriesServers", "Value1", Value("1"));
+    }
+    if (ReadIni(ini, kEscapeSeqSection, "VAL1", Value("0")).text() == "0" &&
+        ReadIni(ini, kEscapeSeqSection, "VAL2", Value("0")).text() == "0") {
+        WriteIni(ini, kEscapeSeqSection, "VAL1", Value("XYZ"));
+        WriteIni(ini, kEscapeSeqSection, "VAL2", Value("YZX"));
+    }
+
+    source_.LoadMasterDevices();
+    SetLoadSave(1, ctx_);
+    if (ctx_.SaveFolder.empty()) ctx_.SaveFolder = ctx_.AppDataFolder;
+    if (ctx_.TempFolder.empty()) {
+        const char* tmp = std::getenv("tmp");
+        const char* temp = std::getenv("temp");
+        ctx_.TempFolder = (tmp && *tmp) ? tmp : (temp ? temp : "");
+        // Linux names neither variable as a rule; the system's temp folder then.
+        if (ctx_.TempFolder.empty()) ctx_.TempFolder = TempPath();
+    }
+    SetHotKeys(ctx_);
+    ctx_.InterfaceNames = {"---"};
+    ctx_.ServerNames = {"---"};
+    view_.CheckSkinEntry(2);
+
+    view_.ShowStartSplash();
+    if (source_.VisaPresent()) {
+        ctx_.VisaPresent = true;
+        ReadFlagList(ctx_.ScanList, ctx_.DisplayList, ctx_.ScanEntryFlags);
+        ReadFlagList(ctx_.ServerFlagList, ctx_.ServerList, ctx_.ServerEntryFlags);
+        SearchDevices();
+        view_.StartSplashReady();
+        ApplyCapabilities("");
+    } else {
+        ctx_.VisaPresent = false;
+        host().message("Visa32.dll not found!", "VISA DLL could not be found.\r\nPlease install VISA software.",
+                       Icon::Critical, Buttons::Ok);
+        setMenu(MenuId::MFileVISARsc, false);
+        view_.StartSplashReady();
+    }
+}
+
+void MainLogic::ShowDeviceSelection(bool enabled) {
+    rows_.clear();
+    listIndex_ = -1;
+    view_.ClearDeviceLists();
+    for (MenuId id : {MenuId::MNewHardcopy, MenuId::MNewTrace, MenuId::MNewInstFileBrow, MenuId::MUtilAllPollStatus,
+                      MenuId::MUtilAllInterAct, MenuId::MUtilAllRawRead, MenuId::MUtilTKxVHxCalResults,
+                      MenuId::MUtilTKxVHxSelfTest, MenuId::MUtilTKxVHxHardInfo, MenuId::MUtilTKxVHxDiscColor,
+                      MenuId::MGLxUtilUserCorrection})
+        setMenu(id, enabled);
+    // Scripts need only a selected instrument; they follow the list.
+    setMenu(MenuId::MNewInstScripts, enabled);
+}
+
+int MainLogic::SearchDevices() {
+    CallGuard guard(kModule, "", "SearchDevices");
+    ReadFlagList(ctx_.ScanList, ctx_.DisplayList, ctx_.ScanEntryFlags);
+    bool any = false;
+    for (bool f : ctx_.ScanEntryFlags) any = any || f;
+    if (!any) {
+        ShowDeviceSelection(false);
+        return 0;
+    }
+    ReadFlagList(ctx_.ServerFlagList, ctx_.ServerList, ctx_.ServerEntryFlags);
+    host().busy(true);
+    host().processEvents();
+    std::vector<ScanRecord> found = source_.Scan(ctx_.IniFilePath, 5000, ctx_.ScanEntryFlags, ctx_.ServerEntryFlags);
+    host().busy(false);
+    host().processEvents();
+    ShowDeviceSelection(false);
+    for (const ScanRecord& r : found) {
+        DeviceRow row{DeviceListText(r.deviceInfo), r.resource, r.computer, r.type};
+        rows_.push_back(row);
+        view_.AddDeviceRow(row);
+    }
+    if (!rows_.empty()) DeviceListSelected(0);
+    return static_cast<int>(rows_.size());
+}
+
+void MainLogic::disableFunctions(bool includeGeneral) {
+    ctx_.CapabilityMask = 0;
+    for (MenuId id : {MenuId::MNewHardcopy, MenuId::MNewTrace, MenuId::MNewInstFileBrow, MenuId::MNewInstTables,
+                      MenuId::MUtilTKxVHxCalResults, MenuId::MUtilTKxVHxSelfTest, MenuId::MUtilTKxVHxHardInfo,
+                      MenuId::MUtilTKxVHxDiscColor, MenuId::MGLxUtilUserCorrection})
+        setMenu(id, false);
+    if (includeGeneral) {
+        setMenu(MenuId::MUtilAllPollStatus, false);
+        setMenu(MenuId::MUtilAllInterAct, false);
+        setMenu(MenuId::MUtilAllRawRead, false);
+        setMenu(MenuId::MNewInstScripts, false);
+    }
+}
+
+void MainLogic::DeviceListSelected(int index) {
+    if (!ctx_.VisaPresent) return;
+    if (index < 0 || index >= static_cast<int>(rows_.size())) return;
+    CallGuard guard(kModule, "", "DeviceList_Click");
+    listIndex_ = index;
+    view_.ShowDeviceIndex(index);
+    const DeviceRow& row = rows_[index];
+    // A list text carries the blank of the "name (firmware)" join.
+    if (TrimLineEnds(row.text) == "<FILE>") {
+        MyVISARsc = "<FILE>";
+        MyDevType = "<FILE>";
+        MyFirmware.clear();
+        return;
+    }
+    MyVISARsc = row.resource;
+    MyDevType = row.type;
+    MyFirmware = FirmwareOf(row.text);
+    ApplyCapabilities(MyDevType);
+    setMenu(MenuId::MNewInstScripts, !MyVISARsc.empty());
+}
+
+void MainLogic::ApplyCapabilities(std::string_view tag) {
+    if (tag.empty()) return;
+    ctx_.CapabilityMask = FunctionsMaskOf(ctx_, tag);
+    for (int i = 0; i < static_cast<int>(MenuId::Count); ++i) {
+        MenuId id = static_cast<MenuId>(i);
+        if (MenuCapabilityBit(id) != 0) setMenu(id, MenuEnabledForMask(id, ctx_.CapabilityMask));
+    }
+    setMenu(MenuId::MUtilAllPollStatus, true);
+    setMenu(MenuId::MUtilAllInterAct, true);
+    setMenu(MenuId::MUtilAllRawRead, true);
+}
+
+void MainLogic::EndLoad() {
+    if (!ctx_.VisaPresent) return;
+    bool noResource = listIndex_ < 0 || rows_[listIndex_].resource.empty();
+    if (rows_.empty() || noResource) {
+        Answer a = host().message("No instruments found",
+                                  "No available instruments were found!\r\nDo you want to configure an instrument now?",
+                                  Icon::Question, Buttons::OkCancel);
+        if (a == Answer::Ok) view_.OpenRemoteInterfaces();
+        disableFunctions(false);
+    }
+}
+
+bool MainLogic::BigButtonClicked(BigButton button) {
+    if (BigButtonAllowed(button, ctx_.CapabilityMask, MyVISARsc)) return true;
+    notifyFunctionNotSupported();
+    return false;
+}
+
+std::string MainLogic::CurrentListText() const {
+    if (listIndex_ < 0 || listIndex_ >= static_cast<int>(rows_.size())) return {};
+    return rows_[listIndex_].text;
+}
+
+void MainLogic::Exit() {
+    bool own = !ctx_.DeviceListIndex;
+    if (own) ctx_.DeviceListIndex = [this] { return listIndex_; };
+    SetLoadSave(2, ctx_);
+    if (own) ctx_.DeviceListIndex = nullptr;
+}
+
+}  // namespace qv::app

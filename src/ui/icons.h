@@ -1,0 +1,20 @@
+// Pictures drawn in code: the five big buttons (up and hover state) and the
+// program's own emblem. No artwork files are needed.
+#pragma once
+
+#include "app/main_window.h"
+
+#include <QColor>
+#include <QPixmap>
+
+namespace qv::ui {
+
+// A rounded tile with the button's glyph; hover lightens the tile.
+// muted: the selected instrument cannot do it (the button still answers).
+QPixmap BigButtonPicture(qv::app::BigButton kind, bool hover, int size = 64, qreal dpr = 1.0, bool muted = false);
+// The emblem: a stylised waveform in a rounded square.
+QPixmap ProgramEmblem(int size = 64);
+// The accent colour of each button.
+QColor ButtonColour(qv::app::BigButton kind);
+
+}  // namespace qv::ui

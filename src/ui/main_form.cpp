@@ -1,0 +1,557 @@
+#include "ui/main_form.h"
+
+#include "app/data_folder.h"
+#include "app/debug.h"
+#include "app/host.h"
+#include "app/iniio.h"
+#include "app/settings.h"
+#include "app/standard.h"
+#include "instrument_directory/visa_scan.h"
+#include "ui/big_button.h"
+#include "ui/dir_source.h"
+#include "ui/error_form.h"
+#include "ui/icons.h"
+#include "ui/ip_resolve.h"
+#include "ui/qt_host.h"
+#include "ui/remote_editor_form.h"
+#include "ui/settings_form.h"
+#include "ui/splash.h"
+#include "ui/sup_devices.h"
+
+#include <QActionGroup>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QFrame>
+#include <QGridLayout>
+#include <QKeyEvent>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPainter>
+#include <QStatusBar>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace qv::ui {
+
+namespace {
+// The work area: while it holds no window it shows the emblem and a hint.
+class WorkArea : public QMdiArea {
+public:
+    using QMdiArea::QMdiArea;
+
+protected:
+    void paintEvent(QPaintEvent* e) override {
+        QMdiArea::paintEvent(e);
+        if (!subWindowList().isEmpty()) return;
+        QPainter p(viewport());
+        p.setRenderHint(QPainter::Antialiasing);
+        QRect r = viewport()->rect();
+        p.setOpacity(0.35);
+        QPixmap emblem = ProgramEmblem(96);
+        QPoint at(r.center().x() - 48, r.center().y() - 80);
+        p.drawPixmap(at, emblem);
+        p.setOpacity(1.0);
+        p.setPen(QColor(0x7a, 0x88, 0x99));
+        QFont f = font();
+        f.setPointSizeF(f.pointSizeF() * 1.15);
+        p.setFont(f);
+        p.drawText(QRect(r.left(), at.y() + 110, r.width(), 24), Qt::AlignCenter,
+                   "Choose an instrument above, then a function.");
+    }
+};
+}  // namespace
+
+using qv::app::BigButton;
+using qv::app::MenuId;
+
+QString MenuControlName(MenuId id) {
+    switch (id) {
+        case MenuId::MFileVISARsc: return "MFileVISARsc";
+        case MenuId::MNewHardcopy: return "MNewHardcopy";
+        case MenuId::MNewTrace: return "MNewTrace";
+        case MenuId::MNewInstFileBrow: return "MNewInstFileBrow";
+        case MenuId::MNewInstTables: return "MNewInstTables";
+        case MenuId::MNewInstScripts: return "MNewInstScripts";
+        case MenuId::MUtilAllPollStatus: return "MUtilAllPollStatus";
+        case MenuId::MUtilAllInterAct: return "MUtilAllInterAct";
+        case MenuId::MUtilAllRawRead: return "MUtilAllRawRead";
+        case MenuId::MUtilTKxVHxCalResults: return "MUtilTKxVHxCalResults";
+        case MenuId::MUtilTKxVHxSelfTest: return "MUtilTKxVHxSelfTest";
+        case MenuId::MUtilTKxVHxHardInfo: return "MUtilTKxVHxHardInfo";
+        case MenuId::MUtilTKxVHxDiscColor: return "MUtilTKxVHxDiscColor";
+        case MenuId::MGLxUtilUserCorrection: return "MGLxUtilUserCorrection";
+        case MenuId::Count: break;
+    }
+    return {};
+}
+
+MainForm::MainForm(qv::app::AppContext& ctx, qv::app::InstrumentSource& source, QWidget* parent)
+    : QMainWindow(parent), ctx_(ctx), source_(source), logic_(ctx, *this, source) {
+    setObjectName("MainForm");
+    setWindowIcon(QIcon(ProgramEmblem(64)));
+    resize(1200, 780);
+    buildMenus();
+    buildCentral();
+    ctx_.DeviceListIndex = [this] { return logic_.ListIndex(); };
+    ctx_.CloseSplashes = [this] {
+        if (splash_ && !splash_->IsClosing()) splash_->ReadyToWork();
+        for (SplashForm* s : findChildren<SplashForm*>()) s->ReadyToWork();
+    };
+    qv::app::SetDisplayErrorHandler([this](const qv::app::ErrorReport& r) { ErrorForm::DisplayError(r, this); });
+}
+
+MainForm::~MainForm() {
+    ctx_.DeviceListIndex = nullptr;
+    ctx_.CloseSplashes = nullptr;
+    qv::app::SetDisplayErrorHandler(nullptr);
+    if (splash_) delete splash_.data();
+}
+
+QAction* MainForm::addEntry(QMenu* menu, const QString& control, const QString& caption) {
+    QAction* a = menu->addAction(caption);
+    a->setObjectName(control);
+    actions_.insert(control, a);
+    return a;
+}
+
+void MainForm::buildMenus() {
+    QMenuBar* mb = menuBar();
+    QMenu* file = mb->addMenu("&File");
+    file->setObjectName("MFile");
+    connect(addEntry(file, "MFileVISARsc", "Remote Interfaces..."), &QAction::triggered, this,
+            [this] { OpenRemoteInterfaces(); });
+    connect(addEntry(file, "MFileSettings", "&Settings..."), &QAction::triggered, this,
+            [this] { openChild(new SettingsForm(ctx_)); });
+    connect(addEntry(file, "MenuFilePath", "Directory for Saving Files..."), &QAction::triggered, this,
+            [this] { chooseSaveFolder(); });
+    file->addSeparator();
+    connect(addEntry(file, "MFileExit", "E&xit"), &QAction::triggered, this, [this] { close(); });
+
+    QMenu* inst = mb->addMenu("&Instrument");
+    inst->setObjectName("MNew");
+    connect(addEntry(inst, "MNewHardcopy", "&Hardcopy..."), &QAction::triggered, this, [this] { runNewHardcopy(); });
+    connect(addEntry(inst, "MNewTrace", "&Trace Display..."), &QAction::triggered, this, [this] { runNewTrace(); });
+    connect(addEntry(inst, "MNewInstFileBrow", "&File Browser..."), &QAction::triggered, this,
+            [this] { runNewInstFileBrow(); });
+    connect(addEntry(inst, "MNewInstTables", "&Print Tables..."), &QAction::triggered, this,
+            [this] { runNewInstTables(); });
+    connect(addEntry(inst, "MNewInstScripts", "&Scripts..."), &QAction::triggered, this,
+            [this] { runNewInstScripts(); });
+
+    QMenu* util = mb->addMenu("&Utilities");
+    util->setObjectName("MUtil");
+    connect(addEntry(util, "MUtilAllPollStatus", "Poll Main Status Information..."), &QAction::triggered, this,
+            [this] { notAvailable("Poll Main Status Information"); });
+    connect(addEntry(util, "MUtilAllInterAct", "&Interactive Control..."), &QAction::triggered, this,
+            [this] { notAvailable("Interactive Control"); });
+    connect(addEntry(util, "MUtilAllRawRead", "&Raw Reading..."), &QAction::triggered, this,
+            [this] { notAvailable("Raw Reading"); });
+    util->addSeparator();
+    connect(addEntry(util, "IPResolver", "&IP Address Resolver..."), &QAction::triggered, this,
+            [this] { openChild(new IPResolve); });
+    util->addSeparator();
+    connect(addEntry(util, "MUtilTKxVHxCalResults", "Read &Calibration Results..."), &QAction::triggered, this,
+            [this] { notAvailable("Read Calibration Results"); });
+    connect(addEntry(util, "MUtilTKxVHxSelfTest", "Read Selftest Results..."), &QAction::triggered, this,
+            [this] { notAvailable("Read Selftest Results"); });
+    connect(addEntry(util, "MUtilTKxVHxHardInfo", "Read Hardware Info..."), &QAction::triggered, this,
+            [this] { notAvailable("Read Hardware Info"); });
+    // Display colours has no action of its own.
+    addEntry(util, "MUtilTKxVHxDiscColor", "Display &Colors...");
+    util->addSeparator();
+    connect(addEntry(util, "MGLxUtilUserCorrection", "Generator User Correction..."), &QAction::triggered, this,
+            [this] { notAvailable("Generator User Correction"); });
+
+    QMenu* win = mb->addMenu("&Window");
+    win->setObjectName("MWin");
+    const char* arr[] = {"&Cascade", "Tile &Horizontally", "Tile &Vertically", "&Arrange Icons"};
+    for (int i = 0; i < 4; ++i)
+        connect(addEntry(win, QString("MWinArr%1").arg(i), arr[i]), &QAction::triggered, this, [this, i] { arrange(i); });
+    win->addSeparator();
+    auto* skins = new QActionGroup(this);
+    skins->setExclusive(true);
+    for (int i = 1; i <= 3; ++i) {
+        QAction* a = addEntry(win, QString("WindowSkins%1").arg(i), QString("&Skin%1").arg(i));
+        a->setCheckable(true);
+        skins->addAction(a);
+        // Skins come with the appearance subsystem; until then every entry
+        // keeps the built-in look and only the check mark moves.
+        connect(a, &QAction::triggered, this, [this, i] {
+            CheckSkinEntry(i);
+            statusBar()->showMessage("Skins are not available in this build; the built-in look stays.", 4000);
+        });
+    }
+
+    QMenu* help = mb->addMenu("&Help");
+    help->setObjectName("MHelp");
+    connect(addEntry(help, "HelpHelp", "&Help"), &QAction::triggered, this, [] {
+        std::string manual = qv::app::dataFolder() + "/Quilvane.pdf";
+        if (!qv::app::host().openWithShell(manual))
+            qv::app::host().message("Help", "The manual Quilvane.pdf is not installed with this build.",
+                                    qv::app::Icon::Information);
+    });
+    connect(addEntry(help, "HelpUpdate", "&Check for updates"), &QAction::triggered, this,
+            [this] { notAvailable("Check for updates"); });
+    connect(addEntry(help, "SupDevicesMenu", "Supported &Devices..."), &QAction::triggered, this,
+            [this] { openChild(new SupDevices); });
+    help->addSeparator();
+    connect(addEntry(help, "MHelpAbout", "&About"), &QAction::triggered, this, [this] {
+        QMessageBox::about(this, "About Quilvane",
+                           QString("<b>Quilvane</b><br>Tesselhorn<br>%1").arg(qs(qv::app::GetAboutFormVersion())));
+    });
+
+    // The popup menus live outside the menu bar (the hidden POPUPS menu).
+    TraceMenu_ = new QMenu("TraceMenu", this);
+    TraceMenu_->setObjectName("TraceMenu");
+    addEntry(TraceMenu_, "TMZOOM", "Zoom");
+    addEntry(TraceMenu_, "TMPAN", "Pan");
+    addEntry(TraceMenu_, "TMPoints", "Points");
+    addEntry(TraceMenu_, "TMLine", "Line");
+    InstFileMenu_ = new QMenu("InstFileMenu", this);
+    InstFileMenu_->setObjectName("InstFileMenu");
+    addEntry(InstFileMenu_, "FMOPEN", "Open");
+    addEntry(InstFileMenu_, "FMSAVETO", "Save to...");
+    QMenu* view = InstFileMenu_->addMenu("View");
+    view->menuAction()->setObjectName("FMVIEW");
+    actions_.insert("FMVIEW", view->menuAction());
+    const char* modes[] = {"Large Icons", "Small Icons", "List", "Details"};
+    for (int i = 0; i < 4; ++i) addEntry(view, QString("FMVIEWMODE%1").arg(i), modes[i]);
+    addEntry(InstFileMenu_, "FMRENAME", "Rename");
+}
+
+void MainForm::buildCentral() {
+    auto* central = new QWidget(this);
+    auto* v = new QVBoxLayout(central);
+    v->setContentsMargins(0, 0, 0, 0);
+    v->setSpacing(0);
+
+    auto* header = new QFrame(central);
+    header->setObjectName("Header");
+    header->setStyleSheet(
+        "#Header { background: qlineargradient(x1:0,y1:0,x2:0,y2:1, stop:0 #ffffff, stop:1 #eef2f7);"
+        " border-bottom: 1px solid #cfd8e3; }"
+        "#Header QLabel[role=\"caption\"] { color: #5b6b7f; font-size: 8pt; font-weight: 600; letter-spacing: 1px; }");
+    auto* h = new QHBoxLayout(header);
+    h->setContentsMargins(16, 10, 16, 10);
+    h->setSpacing(18);
+
+    auto* lists = new QGridLayout;
+    lists->setHorizontalSpacing(14);
+    lists->setVerticalSpacing(4);
+    auto caption = [header](const QString& text, const QString& name) {
+        auto* l = new QLabel(text, header);
+        l->setObjectName(name);
+        l->setProperty("role", "caption");
+        return l;
+    };
+    DeviceList_ = new QComboBox(header);
+    DeviceList_->setObjectName("DeviceList");
+    DeviceList_->setMinimumWidth(230);
+    DevResourceList_ = new QComboBox(header);
+    DevResourceList_->setObjectName("DevResourceList");
+    DevResourceList_->setMinimumWidth(200);
+    cmbIP_ = new QComboBox(header);
+    cmbIP_->setObjectName("cmbIP");
+    cmbIP_->setMinimumWidth(120);
+    for (QComboBox* c : {DeviceList_, DevResourceList_, cmbIP_}) {
+        c->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        c->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    }
+    lblIP_ = caption("COMPUTER NAME", "lblIP");
+    lists->addWidget(caption("SELECTED INSTRUMENT", "lblDevice"), 0, 0);
+    lists->addWidget(caption("INTERFACE", "lblInterface"), 0, 1);
+    lists->addWidget(lblIP_, 0, 2);
+    lists->addWidget(DeviceList_, 1, 0);
+    lists->addWidget(DevResourceList_, 1, 1);
+    lists->addWidget(cmbIP_, 1, 2);
+    lists->setColumnStretch(0, 3);
+    lists->setColumnStretch(1, 2);
+    lists->setColumnStretch(2, 0);  // hidden without a computer name: no room kept
+    auto* listBox = new QVBoxLayout;
+    listBox->addStretch();
+    listBox->addLayout(lists);
+    listBox->addStretch();
+    h->addLayout(listBox, 1);
+
+    auto* sep = new QFrame(header);
+    sep->setFrameShape(QFrame::VLine);
+    sep->setStyleSheet("color: #d5dde7;");
+    h->addWidget(sep);
+
+    struct Def {
+        BigButton kind;
+        const char* pic;
+        const char* lbl;
+        const char* text;
+    } defs[] = {{BigButton::Hardcopy, "imgHCBild", "lblHC", "Hardcopy"},
+                {BigButton::Trace, "imgTraceBild", "lblTrace", "Trace"},
+                {BigButton::FilesInstr, "imgFilesInstrBild", "lblFilesInstr", "Files"},
+                {BigButton::Tables, "imgTablesBild", "lblTables", "Tables"},
+                {BigButton::Scripts, "imgScriptsBild", "lblScripts", "Scripts"}};
+    for (const Def& d : defs) {
+        auto* b = new BigButtonWidget(d.kind, d.pic, d.lbl, d.text, header);
+        buttons_.insert(static_cast<int>(d.kind), b);
+        connect(b, &BigButtonWidget::clicked, this, [this, k = d.kind] { clickBigButton(k); });
+        h->addWidget(b);
+    }
+    v->addWidget(header);
+
+    mdi_ = new WorkArea(central);
+    mdi_->setObjectName("MdiArea");
+    mdi_->setBackground(QColor(0xe4, 0xe9, 0xf0));
+    v->addWidget(mdi_, 1);
+    setCentralWidget(central);
+
+    auto onList = [this](int i) {
+        if (i >= 0) logic_.DeviceListSelected(i);
+    };
+    connect(DeviceList_, &QComboBox::currentIndexChanged, this, onList);
+    connect(DevResourceList_, &QComboBox::currentIndexChanged, this, onList);
+    connect(cmbIP_, &QComboBox::currentIndexChanged, this, onList);
+    updateIpVisibility();
+    statusBar()->showMessage("Starting...");
+}
+
+BigButtonWidget* MainForm::bigButton(BigButton b) const { return buttons_.value(static_cast<int>(b)); }
+
+SplashStart* MainForm::startSplash() const { return splash_; }
+
+void MainForm::Start(const std::string& appDataFolder) {
+    std::string folder = appDataFolder.empty() ? qv::app::MakeAppDataFolder() : appDataFolder;
+    logic_.Load(folder);
+    int n = static_cast<int>(logic_.Rows().size());
+    if (!ctx_.VisaPresent)
+        statusBar()->showMessage("No VISA: instrument functions are off.");
+    else
+        statusBar()->showMessage(n == 1 ? QString("1 instrument found.") : QString("%1 instruments found.").arg(n));
+}
+
+void MainForm::SetCaption(const std::string& caption) { setWindowTitle(qs(caption)); }
+
+void MainForm::SetMenuEnabled(MenuId id, bool enabled) {
+    if (QAction* a = actions_.value(MenuControlName(id))) a->setEnabled(enabled);
+    // The big buttons look like their menu entries; a click still goes to
+    // the capability test, which refuses with its message.
+    BigButton b;
+    switch (id) {
+        case MenuId::MNewHardcopy: b = BigButton::Hardcopy; break;
+        case MenuId::MNewTrace: b = BigButton::Trace; break;
+        case MenuId::MNewInstFileBrow: b = BigButton::FilesInstr; break;
+        case MenuId::MNewInstTables: b = BigButton::Tables; break;
+        case MenuId::MNewInstScripts: b = BigButton::Scripts; break;
+        default: return;
+    }
+    if (BigButtonWidget* w = bigButton(b)) w->setAvailable(enabled);
+}
+
+void MainForm::ClearDeviceLists() {
+    QSignalBlocker b1(DeviceList_), b2(DevResourceList_), b3(cmbIP_);
+    DeviceList_->clear();
+    DevResourceList_->clear();
+    cmbIP_->clear();
+    updateIpVisibility();
+}
+
+void MainForm::AddDeviceRow(const qv::app::DeviceRow& row) {
+    QSignalBlocker b1(DeviceList_), b2(DevResourceList_), b3(cmbIP_);
+    DeviceList_->addItem(qs(row.text));
+    DevResourceList_->addItem(qs(row.resource));
+    cmbIP_->addItem(qs(row.computer));
+}
+
+void MainForm::ShowDeviceIndex(int index) {
+    QSignalBlocker b1(DeviceList_), b2(DevResourceList_), b3(cmbIP_);
+    DeviceList_->setCurrentIndex(index);
+    DevResourceList_->setCurrentIndex(index);
+    cmbIP_->setCurrentIndex(index);
+    updateIpVisibility();
+}
+
+void MainForm::updateIpVisibility() {
+    bool show = !cmbIP_->currentText().isEmpty();
+    cmbIP_->setVisible(show);
+    lblIP_->setVisible(show);
+}
+
+void MainForm::ShowStartSplash() {
+    splash_ = new SplashStart(this);
+    connect(splash_, &SplashStart::closed, this, [this] {
+        logic_.EndLoad();
+        started_ = true;
+        emit startupFinished();
+    });
+    splash_->ShowSplash();
+    qv::app::host().processEvents();
+}
+
+void MainForm::StartSplashReady() {
+    if (splash_) splash_->ReadyToWork();
+}
+
+void MainForm::CheckSkinEntry(int which) {
+    for (int i = 1; i <= 3; ++i)
+        if (QAction* a = action(QString("WindowSkins%1").arg(i))) a->setChecked(i == which);
+}
+
+void MainForm::OpenRemoteInterfaces() {
+    if (!ctx_.VisaPresent) return;
+    std::string regEntry = qv::app::ReadIni(ctx_.IniFilePath, qv::app::kVisaSection, "DeviceRegEntry",
+                                            qv::app::Value(qv::app::kDeviceRegEntryDefault))
+                               .text();
+    auto* ed = new VISARscEditor_new(ctx_);
+    ed->UpdateList(regEntry);
+    connect(ed, &VISARscEditor_new::accepted, this, [this] {
+        QPointer<SplashForm> progress = showProgressSplash(false);
+        logic_.ShowDeviceSelection(false);
+        if (auto* ds = dynamic_cast<DirectorySource*>(&source_))
+            ds->onProgress = [progress](int p) {
+                if (progress) progress->SplashSetProgessBar(p);
+            };
+        // The editor closes first; the search follows once it has gone.
+        QTimer::singleShot(0, this, [this, progress] {
+            int n = logic_.SearchDevices();
+            if (auto* ds = dynamic_cast<DirectorySource*>(&source_)) ds->onProgress = nullptr;
+            if (progress) progress->ReadyToWork();
+            statusBar()->showMessage(n == 1 ? QString("1 instrument found.") : QString("%1 instruments found.").arg(n));
+        });
+    });
+    editor_ = ed;
+    openChild(ed);
+}
+
+SplashForm* MainForm::showProgressSplash(bool showCancel) {
+    auto* s = new SplashForm(this);
+    s->setParent(this, s->windowFlags());
+    s->ShowSplash(showCancel);
+    return s;
+}
+
+QMdiSubWindow* MainForm::openChild(QWidget* w) {
+    w->setAttribute(Qt::WA_DeleteOnClose);
+    // The window's own size, plus the frame and title the work area adds.
+    QSize want = w->size().expandedTo(w->sizeHint());
+    QMdiSubWindow* sub = mdi_->addSubWindow(w);
+    sub->resize(want + QSize(12, 36));
+    sub->setAttribute(Qt::WA_DeleteOnClose);
+    sub->setWindowIcon(w->windowIcon().isNull() ? windowIcon() : w->windowIcon());
+    sub->show();
+    w->setFocus();
+    return sub;
+}
+
+int MainForm::selectedRecord() const {
+    int i = logic_.ListIndex();
+    auto* ds = dynamic_cast<DirectorySource*>(&source_);
+    if (i < 0 || !ds || !ds->myscan()) return -1;
+    // The full-list index maps a list row to its record, one-based.
+    return ds->myscan()->GetIndexInFullList(static_cast<int16_t>(i)) - 1;
+}
+
+std::string MainForm::CurrentInstrumentField() const {
+    int r = selectedRecord();
+    if (r < 0) return {};
+    return static_cast<DirectorySource&>(source_).myscan()->DeviceMappedName(static_cast<int16_t>(r));
+}
+
+std::string MainForm::CurrentInstrumentName() const {
+    int r = selectedRecord();
+    if (r < 0) return {};
+    qv::dir::VISAScan* s = static_cast<DirectorySource&>(source_).myscan();
+    // A master family has no mapped name of its own: its tag names it.
+    std::string mapped = s->DeviceMappedName(static_cast<int16_t>(r));
+    return mapped.empty() ? s->DeviceTyp(static_cast<int16_t>(r)) : mapped;
+}
+
+void MainForm::SetCaptionToInstrument(QWidget* window) const {
+    std::string name = logic_.ListIndex() < 0 ? std::string("0") : CurrentInstrumentName();
+    window->setWindowTitle(qs(name));
+}
+
+void MainForm::HotKeyManager(qv::app::HotKeyWindow& window, int keyCode, int modifiers) {
+    qv::app::HotKeyManager(ctx_, window, keyCode, modifiers);
+}
+
+bool MainForm::HotKeyOf(const QKeyEvent* e, int& keyCode, int& modifiers) {
+    int k = e->key();
+    if (k == Qt::Key_Return || k == Qt::Key_Enter) keyCode = 13;
+    else if (k == Qt::Key_Print) keyCode = 44;
+    else if ((k >= Qt::Key_A && k <= Qt::Key_Z) || (k >= Qt::Key_0 && k <= Qt::Key_9)) keyCode = k;
+    else return false;
+    Qt::KeyboardModifiers m = e->modifiers();
+    modifiers = (m & Qt::ShiftModifier ? 1 : 0) | (m & Qt::ControlModifier ? 2 : 0) | (m & Qt::AltModifier ? 4 : 0);
+    return true;
+}
+
+void MainForm::notAvailable(const QString& what) {
+    qv::app::host().message(ss(what), ss(what + " is not available in this build."), qv::app::Icon::Information);
+}
+
+void MainForm::runNewHardcopy() {
+    // That family hands its pictures over as files.
+    if (logic_.MyDevType == "BJY") return runNewInstFileBrow();
+    notAvailable("Hardcopy");
+}
+void MainForm::runNewTrace() { notAvailable("Trace Display"); }
+void MainForm::runNewInstFileBrow() { notAvailable("File Browser"); }
+void MainForm::runNewInstTables() { notAvailable("Print Tables"); }
+void MainForm::runNewInstScripts() { notAvailable("Scripts"); }
+
+void MainForm::clickBigButton(BigButton b) {
+    if (!logic_.BigButtonClicked(b)) return;
+    switch (b) {
+        case BigButton::Hardcopy: runNewHardcopy(); break;
+        case BigButton::Trace: runNewTrace(); break;
+        case BigButton::FilesInstr: runNewInstFileBrow(); break;
+        case BigButton::Tables: runNewInstTables(); break;
+        case BigButton::Scripts: runNewInstScripts(); break;
+    }
+}
+
+void MainForm::chooseSaveFolder() {
+    std::string f = qv::app::BrowseFolder("Path to store hardcopies and trace data", ctx_.SaveFolder);
+    if (!f.empty()) ctx_.SaveFolder = f;
+}
+
+void MainForm::arrange(int mode) {
+    QList<QMdiSubWindow*> wins = mdi_->subWindowList();
+    if (mode == 0) return mdi_->cascadeSubWindows();
+    if (mode == 3) {
+        // Minimised windows in a row along the bottom.
+        int x = 0;
+        for (QMdiSubWindow* w : wins)
+            if (w->isMinimized()) {
+                w->move(x, mdi_->viewport()->height() - w->height());
+                x += w->width();
+            }
+        return;
+    }
+    QList<QMdiSubWindow*> open;
+    for (QMdiSubWindow* w : wins)
+        if (!w->isMinimized()) open << w;
+    if (open.isEmpty()) return;
+    QRect area = mdi_->viewport()->rect();
+    int n = open.size();
+    for (int i = 0; i < n; ++i) {
+        open[i]->showNormal();
+        if (mode == 1)  // one above the other
+            open[i]->setGeometry(0, area.height() * i / n, area.width(), area.height() / n);
+        else  // side by side
+            open[i]->setGeometry(area.width() * i / n, 0, area.width() / n, area.height());
+    }
+}
+
+void MainForm::closeEvent(QCloseEvent* e) {
+    if (!exiting_) {
+        exiting_ = true;
+        logic_.Exit();
+    }
+    e->accept();
+    QCoreApplication::quit();
+}
+
+}  // namespace qv::ui

@@ -1,0 +1,126 @@
+// MainForm: the parent window of every other window (a QMdiArea), its
+// menus, popup menus, the five big buttons and the three instrument lists.
+// Its decisions come from qv::app::MainLogic; this class draws and wires.
+#pragma once
+
+#include "app/main_window.h"
+
+#include <QMainWindow>
+#include <QMap>
+#include <QPointer>
+
+class QAction;
+class QComboBox;
+class QKeyEvent;
+class QLabel;
+class QMdiArea;
+class QMdiSubWindow;
+class QMenu;
+
+namespace qv::ui {
+
+class BigButtonWidget;
+class QtHost;
+class SplashStart;
+class SplashForm;
+
+class MainForm : public QMainWindow, public qv::app::MainView {
+    Q_OBJECT
+public:
+    MainForm(qv::app::AppContext& ctx, qv::app::InstrumentSource& source, QWidget* parent = nullptr);
+    ~MainForm() override;
+
+    // The load event: the start sequence. appDataFolder empty: made from
+    // the environment.
+    void Start(const std::string& appDataFolder = {});
+
+    qv::app::MainLogic& logic() { return logic_; }
+    QMdiArea* mdiArea() const { return mdi_; }
+    // Menu entries by control name ("MNewHardcopy", "WindowSkins2", ...).
+    QAction* action(const QString& controlName) const { return actions_.value(controlName); }
+    BigButtonWidget* bigButton(qv::app::BigButton b) const;
+    QComboBox* deviceList() const { return DeviceList_; }
+    QComboBox* resourceList() const { return DevResourceList_; }
+    QComboBox* ipList() const { return cmbIP_; }
+    QLabel* ipLabel() const { return lblIP_; }
+    QMenu* traceMenu() const { return TraceMenu_; }
+    QMenu* instFileMenu() const { return InstFileMenu_; }
+    SplashStart* startSplash() const;
+    // Through the scan's full-list index: the name of the selected
+    // instrument's record (its mapped name, else its family), the record
+    // field the windows use (the mapped name), and a window caption set to
+    // the name ("0" without a selected row).
+    std::string CurrentInstrumentName() const;
+    std::string CurrentInstrumentField() const;
+    void SetCaptionToInstrument(QWidget* window) const;
+    // Puts a window into the work area and shows it.
+    QMdiSubWindow* openChild(QWidget* w);
+    // The progress splash other windows open around long work.
+    SplashForm* showProgressSplash(bool showCancel);
+    // Runs the action of a big button as its click does.
+    void clickBigButton(qv::app::BigButton b);
+    // The hot keys of a child window; its key-up event and its toolbar
+    // buttons (with the stored pair) call this.
+    void HotKeyManager(qv::app::HotKeyWindow& window, int keyCode, int modifiers);
+    // A key event as the hot keys count it: key code (Enter 13, Print
+    // Screen 44, letters and digits as their upper-case character) and
+    // modifier mask (Shift 1, Ctrl 2, Alt 4). False for other keys.
+    static bool HotKeyOf(const QKeyEvent* e, int& keyCode, int& modifiers);
+    // Whether the start sequence is over (splash gone, EndLoad done).
+    bool started() const { return started_; }
+
+    // MainView
+    void SetCaption(const std::string& caption) override;
+    void SetMenuEnabled(qv::app::MenuId id, bool enabled) override;
+    void ClearDeviceLists() override;
+    void AddDeviceRow(const qv::app::DeviceRow& row) override;
+    void ShowDeviceIndex(int index) override;
+    void ShowStartSplash() override;
+    void StartSplashReady() override;
+    void CheckSkinEntry(int which) override;
+    void OpenRemoteInterfaces() override;
+
+signals:
+    // The start splash has gone and EndLoad has run.
+    void startupFinished();
+
+protected:
+    void closeEvent(QCloseEvent* e) override;
+
+private:
+    QAction* addEntry(QMenu* menu, const QString& control, const QString& caption);
+    void buildMenus();
+    void buildCentral();
+    void notAvailable(const QString& what);
+    void runNewHardcopy();
+    void runNewTrace();
+    void runNewInstFileBrow();
+    void runNewInstTables();
+    void runNewInstScripts();
+    void chooseSaveFolder();
+    void arrange(int mode);
+    void updateIpVisibility();
+    int selectedRecord() const;
+
+    qv::app::AppContext& ctx_;
+    qv::app::InstrumentSource& source_;
+    qv::app::MainLogic logic_;
+    QMdiArea* mdi_ = nullptr;
+    QComboBox* DeviceList_ = nullptr;
+    QComboBox* DevResourceList_ = nullptr;
+    QComboBox* cmbIP_ = nullptr;
+    QLabel* lblIP_ = nullptr;
+    QMap<QString, QAction*> actions_;
+    QMap<int, BigButtonWidget*> buttons_;
+    QMenu* TraceMenu_ = nullptr;
+    QMenu* InstFileMenu_ = nullptr;
+    QPointer<SplashStart> splash_;
+    QPointer<QWidget> editor_;
+    bool started_ = false;
+    bool exiting_ = false;
+};
+
+// The menu control name of a gated entry.
+QString MenuControlName(qv::app::MenuId id);
+
+}  // namespace qv::ui
