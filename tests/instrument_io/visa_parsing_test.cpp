@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 
 using namespace qv::visa;
@@ -172,4 +173,20 @@ TEST(StatusText, NamesAndTexts) {
     EXPECT_EQ(statusName(VI_ERROR_CONN_LOST), "VI_ERROR_CONN_LOST");
     EXPECT_EQ(statusHex(VI_ERROR_TMO), "BFFF0015");
     EXPECT_EQ(ViStatus(VI_ERROR_INV_SETUP), ViStatus(0xBFFF003A));
+}
+
+// Expressions that make a backtracking matcher take exponential time must
+// still be decided at once.
+TEST(FindMatch, PathologicalExpressionsStayFast) {
+    std::string text(200, 'a');
+    for (const char* e : {"?*?*?*?*?*?*?*?*?*?*?*?*b", "(a*)*b", "(a|aa)*b", "?*\\?*\\?*\\?\\\x01`?0\x17k?????"}) {
+        FindExpression fx;
+        ASSERT_TRUE(fx.compile(e)) << e;
+        auto t0 = std::chrono::steady_clock::now();
+        EXPECT_FALSE(fx.matches(text)) << e;
+        EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - t0).count(), 50);
+    }
+    FindExpression fx;
+    ASSERT_TRUE(fx.compile("(a|aa)*"));
+    EXPECT_TRUE(fx.matches(text));
 }

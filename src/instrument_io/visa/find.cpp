@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
+#include <cctype>
 
 namespace qv::visa {
 
@@ -13,92 +13,206 @@ namespace {
 
 constexpr size_t kMaxExpression = 256;
 
-// VISA's operators: ? one character, * and + repeat the element before,
-// [list] and [^list] sets, | alternatives, ( ) groups, \ escapes.
-bool translate(const std::string& expr, std::string& out) {
-    out.clear();
-    bool inSet = false;
-    int depth = 0;
-    bool haveElement = false;
-    for (size_t i = 0; i < expr.size(); ++i) {
-        char c = expr[i];
-        if (inSet) {
-            if (c == ']') {
-                inSet = false;
-                out += ']';
-                haveElement = true;
-            } else if (c == '\\' || c == '[') {
-                out += '\\';
-                out += c;
-            } else {
-                out += c;
-            }
-            continue;
+using State = FindExpression::State;
+
+// A piece of the machine under construction: its first state and the
+// dangling exits still to be joined to what follows.
+struct Frag {
+    int start;
+    std::vector<int*> outs;  // pointers into states kept stable by reserve()
+};
+
+// Recursive descent over the VISA operators: ? one character, * and + repeat
+// the element before, [list] and [^list] sets, | alternatives, ( ) groups,
+// \ escapes. Matching ignores case.
+class Compiler {
+public:
+    Compiler(const std::string& e, std::vector<State>& s) : e_(e), s_(s) {}
+
+    bool run(int& start) {
+        s_.clear();
+        s_.reserve(4 * e_.size() + 8);  // no reallocation: Frag keeps pointers
+        Frag f;
+        if (!alternation(f) || pos_ != e_.size()) return false;
+        int match = add(State::Match);
+        patch(f, match);
+        start = f.start;
+        return true;
+    }
+
+private:
+    int add(State::Kind k) {
+        State st;
+        st.kind = k;
+        s_.push_back(st);
+        return int(s_.size()) - 1;
+    }
+    static void patch(Frag& f, int to) {
+        for (int* p : f.outs) *p = to;
+        f.outs.clear();
+    }
+    bool more() const { return pos_ < e_.size(); }
+
+    bool alternation(Frag& out) {
+        if (!sequence(out)) return false;
+        while (more() && e_[pos_] == '|') {
+            ++pos_;
+            Frag right;
+            if (!sequence(right)) return false;
+            int split = add(State::Split);
+            s_[split].out = out.start;
+            s_[split].out1 = right.start;
+            out.start = split;
+            out.outs.insert(out.outs.end(), right.outs.begin(), right.outs.end());
         }
-        switch (c) {
-        case '?': out += "[\\s\\S]"; haveElement = true; break;
-        case '*':
-        case '+':
-            if (!haveElement) return false;
-            out += c;
-            haveElement = false;
-            break;
-        case '[':
-            inSet = true;
-            out += '[';
-            if (i + 1 < expr.size() && expr[i + 1] == '^') {
-                out += '^';
-                ++i;
+        return true;
+    }
+
+    // A run of elements; an empty run matches the empty text.
+    bool sequence(Frag& out) {
+        bool first = true;
+        while (more() && e_[pos_] != '|' && e_[pos_] != ')') {
+            Frag f;
+            if (!repeat(f)) return false;
+            if (first) {
+                out = f;
+                first = false;
+            } else {
+                patch(out, f.start);
+                out.outs = f.outs;
             }
-            if (i + 1 < expr.size() && expr[i + 1] == ']') return false;  // empty set
-            break;
-        case '(': ++depth; out += '('; haveElement = false; break;
-        case ')':
-            if (--depth < 0) return false;
-            out += ')';
-            haveElement = true;
-            break;
-        case '|': out += '|'; haveElement = false; break;
-        case '\\':
-            if (i + 1 >= expr.size()) return false;
-            c = expr[++i];
-            [[fallthrough]];
-        default:
-            if (std::string_view("^$.{}\\/").find(c) != std::string_view::npos) out += '\\';
-            out += c;
-            haveElement = true;
-            break;
+        }
+        if (first) {
+            int split = add(State::Split);  // an epsilon: both exits to what follows
+            out.start = split;
+            out.outs = {&s_[split].out, &s_[split].out1};
+        }
+        return true;
+    }
+
+    bool repeat(Frag& out) {
+        if (!atom(out)) return false;
+        while (more() && (e_[pos_] == '*' || e_[pos_] == '+')) {
+            bool star = e_[pos_++] == '*';
+            int split = add(State::Split);
+            s_[split].out = out.start;
+            patch(out, split);
+            if (star) out.start = split;
+            out.outs = {&s_[split].out1};
+        }
+        return true;
+    }
+
+    static void addChar(std::bitset<256>& set, unsigned char c) {
+        set.set(c);
+        set.set(static_cast<unsigned char>(std::toupper(c)));
+        set.set(static_cast<unsigned char>(std::tolower(c)));
+    }
+
+    bool atom(Frag& out) {
+        char c = e_[pos_++];
+        if (c == '*' || c == '+') return false;  // nothing to repeat
+        if (c == '(') {
+            if (!alternation(out) || !more() || e_[pos_] != ')') return false;
+            ++pos_;
+            return true;
+        }
+        int st = add(State::Chars);
+        std::bitset<256>& set = s_[st].chars;
+        if (c == '?') {
+            set.set();
+        } else if (c == '[') {
+            bool negate = more() && e_[pos_] == '^';
+            if (negate) ++pos_;
+            bool any = false;
+            while (more() && e_[pos_] != ']') {
+                unsigned char lo = static_cast<unsigned char>(e_[pos_++]);
+                if (lo == '\\') {
+                    if (!more()) return false;
+                    lo = static_cast<unsigned char>(e_[pos_++]);
+                }
+                unsigned char hi = lo;
+                if (pos_ + 1 < e_.size() && e_[pos_] == '-' && e_[pos_ + 1] != ']') {
+                    hi = static_cast<unsigned char>(e_[pos_ + 1]);
+                    pos_ += 2;
+                    if (hi < lo) return false;
+                }
+                for (unsigned v = lo; v <= hi; ++v) addChar(set, static_cast<unsigned char>(v));
+                any = true;
+            }
+            if (!more() || !any) return false;  // unclosed or empty set
+            ++pos_;
+            if (negate) set.flip();
+        } else {
+            if (c == '\\') {
+                if (!more()) return false;
+                c = e_[pos_++];
+            }
+            if (c == ')' || c == '|') return false;
+            addChar(set, static_cast<unsigned char>(c));
+        }
+        out.start = st;
+        out.outs = {&s_[st].out};
+        return true;
+    }
+
+    const std::string& e_;
+    std::vector<State>& s_;
+    size_t pos_ = 0;
+};
+
+// Adds a state and everything reachable from it without reading a byte.
+void follow(const std::vector<State>& s, int i, std::vector<int>& list, std::vector<int>& mark, int gen) {
+    std::vector<int> stack{i};
+    while (!stack.empty()) {
+        int k = stack.back();
+        stack.pop_back();
+        if (k < 0 || mark[size_t(k)] == gen) continue;
+        mark[size_t(k)] = gen;
+        if (s[size_t(k)].kind == State::Split) {
+            stack.push_back(s[size_t(k)].out1);
+            stack.push_back(s[size_t(k)].out);
+        } else {
+            list.push_back(k);
         }
     }
-    return !inSet && depth == 0;
 }
 
 }  // namespace
 
 bool FindExpression::compile(const std::string& expr) {
-    regex_.reset();
+    states_.clear();
+    start_ = -1;
     if (expr.empty() || expr.size() > kMaxExpression) return false;
     // Attribute filters in braces are not supported: refuse rather than ignore.
     if (expr.find('{') != std::string::npos) return false;
-    std::string pattern;
-    if (!translate(expr, pattern)) return false;
-    try {
-        auto re = std::make_shared<std::regex>(pattern, std::regex::ECMAScript | std::regex::icase |
-                                                            std::regex::optimize);
-        regex_ = re;
-    } catch (const std::regex_error&) {
+    Compiler c(expr, states_);
+    if (!c.run(start_)) {
+        states_.clear();
+        start_ = -1;
         return false;
     }
     return true;
 }
 
 bool FindExpression::matches(const std::string& resource) const {
-    if (!regex_) return false;
-    try {
-        return std::regex_match(resource, *regex_);
-    } catch (const std::regex_error&) {
-        return false;  // too complex to decide: no match
+    if (start_ < 0) return false;
+    std::vector<int> current, next, mark(states_.size(), -1);
+    int gen = 0;
+    follow(states_, start_, current, mark, gen);
+    for (unsigned char c : resource) {
+        next.clear();
+        ++gen;
+        for (int k : current) {
+            const State& st = states_[size_t(k)];
+            if (st.kind == State::Chars && st.chars.test(c)) follow(states_, st.out, next, mark, gen);
+        }
+        current.swap(next);
+        if (current.empty()) return false;
     }
+    for (int k : current)
+        if (states_[size_t(k)].kind == State::Match) return true;
+    return false;
 }
 
 std::vector<std::string> builtinResources() {
