@@ -36,7 +36,7 @@ std::string usageText() {
            "  --address 127.0.0.X loopback address to listen on (default 127.0.0.1)\n"
            "  --root DIR          the instrument's file system (default: a temporary folder)\n"
            "  --log FILE          append every received message to FILE\n"
-           "  --fault SPEC        KIND[=VALUE][@HEADER]; KIND: delay=MS, drop=BYTES,\n"
+           "  --fault FAULT       KIND[=VALUE][@HEADER]; KIND: delay=MS, drop=BYTES,\n"
            "                      corrupt-block, silent, error=CODE (repeatable)\n"
            "  --points N          trace length (default 1001)\n"
            "  An instrument without --socket-port, --vxi11 or --pty gets a socket on a free port.\n"

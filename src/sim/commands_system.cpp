@@ -45,10 +45,10 @@ void version(CommandContext& c) {
 }
 
 void faultAdd(CommandContext& c) {
-    std::string spec, why;
-    if (!c.expectParams(1, 1) || !c.stringParam(0, spec)) return;
+    std::string faultText, why;
+    if (!c.expectParams(1, 1) || !c.stringParam(0, faultText)) return;
     Fault f;
-    if (!parseFault(spec, f, why)) {
+    if (!parseFault(faultText, f, why)) {
         c.error(err::kIllegalParameterValue);
         return;
     }
@@ -60,7 +60,7 @@ void faultQuery(CommandContext& c) {
     std::string s;
     for (const auto& f : c.state.faults) {
         if (!s.empty()) s += ',';
-        s += quoted(f.spec);
+        s += quoted(f.text);
     }
     c.out.append(s.empty() ? "\"\"" : s);
 }

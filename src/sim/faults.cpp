@@ -22,16 +22,16 @@ bool Fault::appliesTo(const HeaderMatch& m, bool isQuery) const {
     return true;
 }
 
-bool parseFault(std::string_view spec, Fault& out, std::string& error) {
+bool parseFault(std::string_view text, Fault& out, std::string& error) {
     out = Fault{};
-    out.spec = std::string(spec);
-    std::string_view body = spec;
+    out.text = std::string(text);
+    std::string_view body = text;
     std::string_view header;
-    if (size_t at = spec.find('@'); at != std::string_view::npos) {
-        body = spec.substr(0, at);
-        header = spec.substr(at + 1);
+    if (size_t at = text.find('@'); at != std::string_view::npos) {
+        body = text.substr(0, at);
+        header = text.substr(at + 1);
         if (header.empty()) {
-            error = "fault '" + out.spec + "': empty header after '@'";
+            error = "fault '" + out.text + "': empty header after '@'";
             return false;
         }
     }
@@ -44,7 +44,7 @@ bool parseFault(std::string_view spec, Fault& out, std::string& error) {
     }
     auto need = [&](int64_t min, int64_t max, const char* what) {
         if (!hasValue || !parseInt(value, out.value, min, max)) {
-            error = "fault '" + out.spec + "': " + what;
+            error = "fault '" + out.text + "': " + what;
             return false;
         }
         return true;
@@ -59,17 +59,17 @@ bool parseFault(std::string_view spec, Fault& out, std::string& error) {
         out.kind = Fault::Kind::Error;
         if (!need(-32768, 32767, "error=CODE needs an error number") ) return false;
         if (out.value == 0) {
-            error = "fault '" + out.spec + "': error=0 is no error";
+            error = "fault '" + out.text + "': error=0 is no error";
             return false;
         }
     } else if (kind == "corrupt-block" || kind == "silent") {
         out.kind = kind == "silent" ? Fault::Kind::Silent : Fault::Kind::CorruptBlock;
         if (hasValue) {
-            error = "fault '" + out.spec + "': " + std::string(kind) + " takes no value";
+            error = "fault '" + out.text + "': " + std::string(kind) + " takes no value";
             return false;
         }
     } else {
-        error = "fault '" + out.spec + "': unknown kind (delay=MS, drop=BYTES, corrupt-block, silent, error=CODE)";
+        error = "fault '" + out.text + "': unknown kind (delay=MS, drop=BYTES, corrupt-block, silent, error=CODE)";
         return false;
     }
     if (!header.empty()) {
@@ -81,12 +81,12 @@ bool parseFault(std::string_view spec, Fault& out, std::string& error) {
         ProgramUnit extra;
         if (parser.next(unit, code) != MessageParser::Result::Unit || !unit.params.empty() ||
             parser.next(extra, code) != MessageParser::Result::End) {
-            error = "fault '" + out.spec + "': bad header '" + std::string(header) + "'";
+            error = "fault '" + out.text + "': bad header '" + std::string(header) + "'";
             return false;
         }
         HeaderMatch m;
         if (!commandTable().find(unit.header.common, unit.header.nodes, m, code)) {
-            error = "fault '" + out.spec + "': unknown header '" + std::string(header) + "'";
+            error = "fault '" + out.text + "': unknown header '" + std::string(header) + "'";
             return false;
         }
         out.restricted = true;

@@ -16,7 +16,7 @@ struct Fault {
     enum class Kind { Delay, Drop, CorruptBlock, Silent, Error };
     Kind kind = Kind::Delay;
     int64_t value = 0;  // delay ms, drop bytes, error code
-    std::string spec;   // as given
+    std::string text;   // as given
     bool restricted = false;
     const Command* command = nullptr;
     bool query = false;
@@ -26,7 +26,7 @@ struct Fault {
     bool appliesTo(const HeaderMatch& m, bool isQuery) const;
 };
 
-// False with a readable reason when the spec is malformed.
-bool parseFault(std::string_view spec, Fault& out, std::string& error);
+// False with a readable reason when the fault text is malformed.
+bool parseFault(std::string_view text, Fault& out, std::string& error);
 
 }  // namespace qv::sim

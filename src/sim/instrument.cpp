@@ -70,9 +70,9 @@ std::unique_ptr<Instrument> Instrument::create(const InstrumentOptions& options,
     if (!options.logFile.empty() && !inst->log_.open(options.logFile, error)) return nullptr;
     inst->state_.points = options.points;
     inst->state_.mode = profile->modes.empty() ? "SAN" : profile->modes.front();
-    for (const auto& spec : options.faults) {
+    for (const auto& text : options.faults) {
         Fault f;
-        if (!parseFault(spec, f, error)) return nullptr;
+        if (!parseFault(text, f, error)) return nullptr;
         inst->state_.faults.push_back(std::move(f));
     }
     return inst;
@@ -118,9 +118,9 @@ void Instrument::pushError(int code, std::string_view text) {
     pushErrorLocked(code, std::string(text));
 }
 
-bool Instrument::addFault(std::string_view spec, std::string& error) {
+bool Instrument::addFault(std::string_view text, std::string& error) {
     Fault f;
-    if (!parseFault(spec, f, error)) return false;
+    if (!parseFault(text, f, error)) return false;
     std::lock_guard<std::mutex> lock(mutex_);
     state_.faults.push_back(std::move(f));
     return true;

@@ -68,7 +68,7 @@ public:
 
     // Thread-safe access for transports and tests.
     void pushError(int code, std::string_view text = {});
-    bool addFault(std::string_view spec, std::string& error);
+    bool addFault(std::string_view text, std::string& error);
     void clearFaults();
     uint8_t statusByte(bool outputPending);
     std::vector<QueuedError> errorQueue();

@@ -189,10 +189,10 @@ int Sandbox::resolve(std::string_view name, Location& out) const {
         size_t colon = name.find(':');
         size_t sep = name.find_first_of("/\\");
         if (colon != std::string_view::npos && (sep == std::string_view::npos || colon < sep)) {
-            std::string_view spec = name.substr(0, colon + 1);
+            std::string_view drivePart = name.substr(0, colon + 1);
             size_t found = SIZE_MAX;
             for (size_t i = 0; i < drives_.size(); ++i)
-                if (equalsIgnoreCase(drives_[i].name, spec)) found = i;
+                if (equalsIgnoreCase(drives_[i].name, drivePart)) found = i;
             if (found == SIZE_MAX) return err::kFileNameError;
             loc = Location{found, {}};
             parts = splitPath(name.substr(colon + 1));
