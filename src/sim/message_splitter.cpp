@@ -1,4 +1,5 @@
 #include "message_splitter.h"
+#include "net_io.h"
 
 #include <fcntl.h>
 #include <stdlib.h>
@@ -12,18 +13,6 @@ namespace qv::sim {
 namespace {
 constexpr size_t kSpillHead = 256;  // enough to log a short block whole
 
-bool writeAll(int fd, const uint8_t* p, size_t n) {
-    while (n > 0) {
-        ssize_t w = ::write(fd, p, n);
-        if (w < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        p += w;
-        n -= size_t(w);
-    }
-    return true;
-}
 }  // namespace
 
 SpillFile::~SpillFile() {

@@ -280,4 +280,18 @@ void blockSigpipe() {
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
 }
 
+bool writeAll(int fd, const void* data, size_t n) {
+    const auto* p = static_cast<const uint8_t*>(data);
+    while (n > 0) {
+        ssize_t w = ::write(fd, p, n);
+        if (w < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        p += w;
+        n -= size_t(w);
+    }
+    return true;
+}
+
 }  // namespace qv::sim

@@ -120,4 +120,7 @@ bool startThread(std::thread& t, F&& f) {
 // not kill a process that embeds the simulator.
 void blockSigpipe();
 
+// Writes all bytes to a file, retrying after interruptions.
+bool writeAll(int fd, const void* data, size_t n);
+
 }  // namespace qv::sim

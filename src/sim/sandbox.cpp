@@ -1,4 +1,5 @@
 #include "sandbox.h"
+#include "net_io.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -96,18 +97,6 @@ std::string tempName() {
     return ".qv-" + std::to_string(::getpid()) + "-" + std::to_string(tempCounter.fetch_add(1));
 }
 
-bool writeAll(int fd, const char* p, size_t n) {
-    while (n > 0) {
-        ssize_t w = ::write(fd, p, n);
-        if (w < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        p += w;
-        n -= size_t(w);
-    }
-    return true;
-}
 
 }  // namespace
 
