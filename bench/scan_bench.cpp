@@ -55,6 +55,7 @@ bool benchScan(int instruments) {
     if (saved) setenv("QUILVANE_PORTMAPPER_PORT", savedText.c_str(), 1);
     else unsetenv("QUILVANE_PORTMAPPER_PORT");
     std::printf("scan of %d instruments = %.0f ms\n", instruments, ms);
+    std::printf("scan of %d instruments to its 1000 ms budget ratio = %.2f\n", instruments, ms / 1000.0);
     if (!all || identified != instruments)
         std::printf("# only %d of %d instruments were identified\n", identified, instruments);
     return all && identified == instruments;

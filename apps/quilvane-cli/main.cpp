@@ -5,6 +5,7 @@
 #include "app/context.h"
 #include "app/iniio.h"
 #include "instrument_directory/capabilities.h"
+#include "app/host.h"
 #include "instrument_directory/visa_scan.h"
 #include "instrument_io/vif.h"
 #include "instrument_io/visa/status_text.h"
@@ -215,6 +216,7 @@ int cmdScan(const Options& o) {
     for (int16_t i = 0; i < scan.DeviceCount(); ++i)
         std::printf("%s\t%s\t%s\n", qv::dir::DisplayText(scan.DeviceInfo(i)).c_str(), scan.VISAResString(i).c_str(),
                     scan.ComputerName(i).c_str());
+    std::fflush(stdout);
     if (!all) std::fprintf(stderr, "warning: not every configured instrument was reached\n");
     return all ? 0 : 1;
 }
@@ -241,6 +243,8 @@ bool number(const char* text, unsigned long max, unsigned long& out) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Messages of the scans ("Instrument not found", ...) reach the terminal.
+    qv::app::setHost(&qv::app::consoleHost());
     Options o;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];

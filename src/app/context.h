@@ -43,6 +43,10 @@ struct AppContext {
 
     HotKey UpdateHotKey, CopyHotKey, SaveHotKey;
 
+    // Index of the selected trace, shared by every trace window; the start
+    // sequence sets it back to the first.
+    int16_t SelectedTrace = 0;
+
     // Settings of Quilvane.ini, with their defaults.
     // [Hardcopy]
     int16_t SaveImage = 0;

@@ -40,5 +40,8 @@ public:
 // The host the logic uses; a silent one until the program or a test sets it.
 Host& host();
 void setHost(Host* h);
+// A host for command-line tools: messages go to standard error, questions
+// get their safe answer (Cancel, No), input and dialogs are cancelled.
+Host& consoleHost();
 
 }  // namespace qv::app

@@ -200,7 +200,10 @@ bool SplashHandshake::TimerFired() {
 }
 
 MainLogic::MainLogic(AppContext& ctx, MainView& view, InstrumentSource& source)
-    : ctx_(ctx), view_(view), source_(source) {}
+    : ctx_(ctx), view_(view), source_(source) {
+    // Nothing is selected before the first search: only the editor is on.
+    menuState_[static_cast<int>(MenuId::MFileVISARsc)] = true;
+}
 
 void MainLogic::setMenu(MenuId id, bool enabled) {
     menuState_[static_cast<int>(id)] = enabled;
@@ -211,7 +214,10 @@ void MainLogic::Load(const std::string& appDataFolder) {
     CallGuard guard(kModule, "", "Form_Load");
     view_.SetCaption(GetMainCaption());
 
-    ctx_.AppDataFolder = appDataFolder.empty() ? ProgramFolderOf(ctx_) : appDataFolder;
+    const std::string folder = appDataFolder.empty() ? MakeAppDataFolder() : appDataFolder;
+    // A per-user folder that cannot be made: the program folder, as when
+    // no per-user folder is named at all.
+    ctx_.AppDataFolder = folder.empty() ? ProgramFolderOf(ctx_) : folder;
     ctx_.IniFilePath = ctx_.AppDataFolder + "/Quilvane.ini";
     SetRowLocators(ctx_);
 
@@ -250,6 +256,7 @@ void MainLogic::Load(const std::string& appDataFolder) {
         SearchDevices();
         view_.StartSplashReady();
         ApplyCapabilities("");
+        ctx_.SelectedTrace = 0;
     } else {
         ctx_.VisaPresent = false;
         host().message("Visa32.dll not found!", "VISA DLL could not be found.\r\nPlease install VISA software.",
@@ -273,14 +280,18 @@ void MainLogic::ShowDeviceSelection(bool enabled) {
 }
 
 int MainLogic::SearchDevices() {
+    if (searching_) return static_cast<int>(rows_.size());
     CallGuard guard(kModule, "", "SearchDevices");
     ReadFlagList(ctx_.ScanList, ctx_.DisplayList, ctx_.ScanEntryFlags);
     bool any = false;
     for (bool f : ctx_.ScanEntryFlags) any = any || f;
     if (!any) {
         ShowDeviceSelection(false);
+        selectNothing();
         return 0;
     }
+    searching_ = true;
+    view_.SetSearching(true);
     ReadFlagList(ctx_.ServerFlagList, ctx_.ServerList, ctx_.ServerEntryFlags);
     host().busy(true);
     host().processEvents();
@@ -293,8 +304,18 @@ int MainLogic::SearchDevices() {
         rows_.push_back(row);
         view_.AddDeviceRow(row);
     }
+    searching_ = false;
+    view_.SetSearching(false);
     if (!rows_.empty()) DeviceListSelected(0);
+    else selectNothing();
     return static_cast<int>(rows_.size());
+}
+
+void MainLogic::selectNothing() {
+    MyVISARsc.clear();
+    MyDevType.clear();
+    MyFirmware.clear();
+    disableFunctions(true);
 }
 
 void MainLogic::disableFunctions(bool includeGeneral) {
@@ -350,7 +371,7 @@ void MainLogic::EndLoad() {
     if (rows_.empty() || noResource) {
         Answer a = host().message("No instruments found",
                                   "No available instruments were found!\r\nDo you want to configure an instrument now?",
-                                  Icon::Question, Buttons::OkCancel);
+                                  Icon::None, Buttons::OkCancel);
         if (a == Answer::Ok) view_.OpenRemoteInterfaces();
         disableFunctions(false);
     }

@@ -87,6 +87,9 @@ public:
     virtual void CheckSkinEntry(int which) = 0;
     // Opens the remote interfaces editor as MFileVISARsc does.
     virtual void OpenRemoteInterfaces() = 0;
+    // A search runs: the window takes no commands until it ends (a message
+    // of the scan may close the splash that otherwise keeps them out).
+    virtual void SetSearching(bool on) {}
 };
 
 // The hot key pairs (modifier mask, key code).
@@ -178,11 +181,13 @@ class MainLogic {
 public:
     MainLogic(AppContext& ctx, MainView& view, InstrumentSource& source);
 
-    // Steps 1 to 13 of the load event. appDataFolder: the per-user folder
-    // already made (MakeAppDataFolder()).
+    // Steps 1 to 13 of the load event. appDataFolder: the per-user folder;
+    // empty: made from the environment (MakeAppDataFolder()) after step 1.
     void Load(const std::string& appDataFolder);
-    // The search; returns the number of rows.
+    // The search; returns the number of rows. A search asked for while one
+    // runs (from an event let through by the scan) does nothing.
     int SearchDevices();
+    bool Searching() const { return searching_; }
     // The selection logic of DeviceList (the window calls it on a change).
     void DeviceListSelected(int index);
     void ApplyCapabilities(std::string_view tag);
@@ -200,18 +205,22 @@ public:
     int ListIndex() const { return listIndex_; }
     // The list text of the selected row ("" without one): the naming rule's name.
     std::string CurrentListText() const;
-    // Whether the selection menus are enabled right now (as last set).
+    // Whether the selection menus are enabled right now (as last set; at
+    // first every instrument function is off and the editor on).
     bool MenuEnabled(MenuId id) const { return menuState_[static_cast<int>(id)]; }
 
 private:
     void setMenu(MenuId id, bool enabled);
     void disableFunctions(bool includeGeneral);
+    // A search that leaves the list empty leaves nothing selected.
+    void selectNothing();
 
     AppContext& ctx_;
     MainView& view_;
     InstrumentSource& source_;
     std::vector<DeviceRow> rows_;
     int listIndex_ = -1;
+    bool searching_ = false;
     bool menuState_[static_cast<int>(MenuId::Count)] = {};
 };
 

@@ -89,8 +89,8 @@ SeparatorView SeparatorControls(const AppContext& ctx) {
 void UCorStartRowChanged(AppContext& ctx, std::string_view text) {
     double v = 0.0;
     if (!LeadingNumber(text, v)) return;
-    int32_t row = ToInt32(v);
-    ctx.StartRow = row < 1 ? 1 : row;
+    // Stored as typed: the window offers no check; its readers bound it.
+    ctx.StartRow = ToInt32(v);
 }
 
 void UCorRedMethodClicked(AppContext& ctx, int index) {

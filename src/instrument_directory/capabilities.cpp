@@ -10,12 +10,10 @@ namespace qv::dir {
 
 namespace {
 
-// An integer key: a value that is not a number reads as def.
+// An integer key: def when the key is missing; a value that is no number
+// (or empty) reads as 0, as every numeric setting does.
 int16_t readInt16(const std::string& file, const std::string& section, const std::string& key, int16_t def) {
-    const std::string text = app::TrimBlanks(app::ReadIni(file, section, key, app::Value(std::string())).text());
-    double v = 0;
-    if (text.empty() || !app::LeadingNumber(text, v)) return def;
-    return app::ToInt16(v);
+    return app::ToInt16(app::ReadIni(file, section, key, app::Value(def), app::Value(def)).number());
 }
 
 // The columns of the table in their order: bits 1, 2, 4, 32, 16.

@@ -154,8 +154,9 @@ IdentOutcome IdentifyAnswer(std::string_view rawAnswer, int16_t recordIndex, con
         if (unknownInfo) r.DeviceInfo = customName + " (" + r.DeviceTyp + ")";
         return IdentOutcome::Unknown;
     }
-    size_t comma = text.find(',');
-    std::string rest = comma == std::string::npos ? std::string() : app::TrimBlanks(text.substr(comma + 1));
+    // Cut up to and including the first comma; without one nothing is cut.
+    const size_t comma = text.find(',');
+    const std::string rest = app::TrimBlanks(comma == std::string::npos ? text : text.substr(comma + 1));
     std::vector<std::string> names{customName};
     return Identify(rest, recordIndex, &names, 0) ? IdentOutcome::Matched : IdentOutcome::NoMatch;
 }

@@ -168,13 +168,19 @@ std::string ClsResolve::GetIPFromHostName(const std::string& hostName) const {
 }
 
 std::string ClsResolve::GetHostNameFromIP(const std::string& address) const {
-    in_addr a{};
-    if (inet_pton(AF_INET, address.c_str(), &a) != 1) {
+    // The classic address parser: it takes short forms ("10.1") and has no
+    // value for 255.255.255.255, its failure mark.
+    const in_addr_t raw = inet_addr(address.c_str());
+    if (raw == INADDR_NONE) {
         app::host().message("", "Invalid IP address", app::Icon::Critical);
         return "";
     }
+    in_addr a{};
+    a.s_addr = raw;
+    char dotted[INET_ADDRSTRLEN] = {};
+    inet_ntop(AF_INET, &a, dotted, sizeof dotted);
     std::string name;
-    if (!resolver().addressToName(address, 0, true, name)) {
+    if (!resolver().addressToName(dotted, 0, true, name)) {
         app::host().message("", "Call to gethostbyaddr failed.", app::Icon::Critical);
         return "";
     }

@@ -51,6 +51,16 @@ std::string replaceFirst(std::string text, std::string_view from, std::string_vi
     return text;
 }
 
+// The servers a scan walks. ReadScanList leaves one empty element when it
+// added no row: with the row flags counting, the user has unticked or
+// removed every server (localhost too), so nothing is scanned; without
+// them the file names no server at all, and the local VISA is meant.
+std::vector<std::string> serversToWalk(const std::vector<std::string>& servers, bool useServerFlags) {
+    if (servers.size() == 1 && servers[0].empty())
+        return useServerFlags ? std::vector<std::string>{} : std::vector<std::string>{"localhost"};
+    return servers;
+}
+
 std::string serverPrefix(const std::string& server) {
     if (server.empty() || app::EqualsNoCase(server, "localhost")) return "";
     return "visa://" + server + "/";
@@ -104,6 +114,14 @@ std::string ResourceHost(const std::string& resource) {
     size_t b = resource.find(':', a + 2);
     if (b == std::string::npos) return "";
     return resource.substr(a + 2, b - (a + 2));
+}
+
+int16_t SelectedRecordIndex(const VISAScan& scan, int listIndex, const std::string& rowResource) {
+    const int16_t count = scan.DeviceCount();
+    if (listIndex < 0 || listIndex >= count) return -1;
+    const int mapped = scan.GetIndexInFullList(int16_t(listIndex)) - 1;
+    if (mapped >= 0 && mapped < count && scan.VISAResString(int16_t(mapped)) == rowResource) return int16_t(mapped);
+    return int16_t(listIndex);
 }
 
 std::string DisplayText(const std::string& deviceInfo) {
@@ -298,8 +316,14 @@ bool VISAScan::VISAScanINI(const std::string& iniFile, int32_t timeoutMs, int32_
     if (viOpenDefaultRM(&rm) < VI_SUCCESS) return false;
     const ViUInt32 tmo = ViUInt32(std::max<int32_t>(timeoutMs, 1));
     const bool anyEntry = entries.size() > 1 || !entries.back().empty();
+    // The running count behind the full-list index. It runs over all
+    // servers, and only entries that were counted move it: in the common
+    // case (every failing row is a plain open failure) item k is k+1, so
+    // the windows' "item minus one" is the record index.
+    int count = 0;
+    bool gpibSeen = false;
 
-    for (const std::string& server : servers) {
+    for (const std::string& server : serversToWalk(servers, useServerFlags)) {
         const std::string prefix = serverPrefix(server);
         for (size_t j = 0; anyEntry && j < entries.size(); ++j) {
             const std::string& entry = entries[j];
@@ -315,6 +339,8 @@ bool VISAScan::VISAScanINI(const std::string& iniFile, int32_t timeoutMs, int32_
             const std::string head = app::ToUpperAscii(entry.substr(0, 4));
             const bool gpib = startsWith(head, "GPIB");
             if (gpib) {
+                gpibSeen = true;
+                ++count;
                 if (viOpen(rm, resource.c_str(), VI_NULL, 0, &vi) < VI_SUCCESS) vi = VI_NULL;
             } else if (startsWith(head, "LAN")) {
                 std::string lan = entry;
@@ -336,8 +362,10 @@ bool VISAScan::VISAScanINI(const std::string& iniFile, int32_t timeoutMs, int32_
             viSetAttribute(vi, VI_ATTR_TMO_VALUE, tmo);
             ViUInt32 written = 0;
             if (viWrite(vi, reinterpret_cast<ViConstBuf>("*IDN?\n"), 6, &written) < VI_SUCCESS) {
+                if (gpib) --count;
                 app::ErrorMessages(app::kMessageInstrumentNotFound, custom);
                 result = false;
+                if (gpib || !gpibSeen) ++count;
                 viClose(vi);
                 continue;
             }
@@ -352,11 +380,10 @@ bool VISAScan::VISAScanINI(const std::string& iniFile, int32_t timeoutMs, int32_
                 r.ComputerName = computerName;
             }
             identifySession(*this, vi, index, custom, true);
-            // The full-list index maps a found record back to its row of the
-            // scanned list (1-based, as the windows subtract one).
+            if (!gpib) ++count;
             auto& full = fullListIndex();
             full.resize(size_t(index) + 1, 0);
-            full[size_t(index)] = int16_t(std::min<size_t>(j + 1, INT16_MAX));
+            full[size_t(index)] = int16_t(std::min(count, int(INT16_MAX)));
             viGpibControlREN(vi, VI_GPIB_REN_DEASSERT_GTL);
             viClose(vi);
         }
@@ -369,15 +396,17 @@ bool VISAScan::VISAScanINI(const std::string& iniFile, int32_t timeoutMs, int32_
 namespace {
 
 // Steps 3-5 of the bus scan, on every server, for one expression or resource.
+// When the search lists nothing, the bus scan opens nothing; the scan of one
+// host opens its resource all the same (a LAN:: name is never listed).
 std::vector<std::string> scanEach(VISAScan& scan, const std::string& expression, int32_t sessionTimeoutMs,
-                                  const std::vector<bool>& serverFlags, bool useServerFlags) {
+                                  const std::vector<bool>& serverFlags, bool useServerFlags, bool openUnlisted) {
     std::vector<std::string> servers, serverNames, found;
     const std::string& ini = app::context().IniFilePath;
     scan.ReadScanList(servers, serverNames, ini, "Servers", "ServerEntry", serverFlags, useServerFlags);
     ViSession rm = VI_NULL;
     if (viOpenDefaultRM(&rm) < VI_SUCCESS) return found;
     const ViUInt32 tmo = ViUInt32(std::max<int32_t>(sessionTimeoutMs, 1));
-    for (const std::string& server : servers) {
+    for (const std::string& server : serversToWalk(servers, useServerFlags)) {
         const std::string prefix = serverPrefix(server);
         if (scan.onVisit) scan.onVisit(expression);
         std::vector<std::string> list;
@@ -385,7 +414,8 @@ std::vector<std::string> scanEach(VISAScan& scan, const std::string& expression,
         ViUInt32 count = 0;
         ViChar desc[256] = {};
         const std::string expr = prefix + expression;
-        if (viFindRsrc(rm, expr.c_str(), &fl, &count, desc) >= VI_SUCCESS) {
+        const bool listed = viFindRsrc(rm, expr.c_str(), &fl, &count, desc) >= VI_SUCCESS;
+        if (listed) {
             desc[sizeof desc - 1] = '\0';
             list.push_back(app::TrimLineEnds(desc));
             for (ViUInt32 k = 1; k < count && k < 10000; ++k) {
@@ -403,6 +433,7 @@ std::vector<std::string> scanEach(VISAScan& scan, const std::string& expression,
             found.push_back(res);
             const int16_t index = makeRecord(res, kInfoPlaceholderBus);
             if (index < 0) break;
+            if (!listed && !openUnlisted) continue;
             ViSession vi = VI_NULL;
             std::string opened = res;
             // Found resources and the fallback both carry the server prefix.
@@ -436,13 +467,13 @@ std::vector<std::string> VISAScan::VisaScanGpibBus(int16_t board, int32_t timeou
     const std::string expression = "GPIB" + std::to_string(board) + "::?*::INSTR";
     if (onScanStart) onScanStart();
     ResetRecords();
-    return scanEach(*this, expression, timeoutMs, serverFlags, useServerFlags);
+    return scanEach(*this, expression, timeoutMs, serverFlags, useServerFlags, false);
 }
 
 std::vector<std::string> VISAScan::VisaScanSingleIP(const std::string& resource, int32_t, int32_t,
                                                     const std::vector<bool>& serverFlags, bool useServerFlags) {
     app::CallGuard guard(kModule, "VISAScan", "VisaScanSingleIP");
-    return scanEach(*this, resource, kSingleIpTimeoutMs, serverFlags, useServerFlags);
+    return scanEach(*this, resource, kSingleIpTimeoutMs, serverFlags, useServerFlags, true);
 }
 
 }  // namespace qv::dir

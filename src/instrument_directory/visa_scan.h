@@ -92,6 +92,13 @@ private:
     int32_t board_ = 0;
 };
 
+// The record behind row listIndex of the main window's list. The windows
+// read item listIndex+1 of the full-list index minus one; a row that failed
+// after it was counted (a GPIB row that did not open) shifts that number,
+// so it is taken only while its record is the instrument the row shows
+// (same resource), else the row's own index. -1 when neither is a record.
+int16_t SelectedRecordIndex(const VISAScan& scan, int listIndex, const std::string& rowResource);
+
 // Host part of a resource: from two past the first ":" up to the next ":"
 // ("LAN::lab7::INSTR" gives "lab7"); empty when there is none.
 std::string ResourceHost(const std::string& resource);

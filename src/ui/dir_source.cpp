@@ -17,6 +17,9 @@ std::vector<qv::app::ScanRecord> DirectorySource::Scan(const std::string& iniFil
     scan_->onProgress = [this](int p) {
         if (onProgress) onProgress(p);
     };
+    scan_->onStatusText = [this](const std::string& t) {
+        if (onStatusText) onStatusText(t);
+    };
     scan_->VISAScanINI(iniFile, timeoutMs, 0, scanFlags, true, serverFlags, true);
     std::vector<qv::app::ScanRecord> out;
     for (int16_t i = 0; i < scan_->DeviceCount(); ++i)

@@ -21,6 +21,8 @@ public:
     qv::dir::VISAScan* myscan() { return scan_.get(); }
     // Progress of the running scan, 0-100.
     std::function<void(int)> onProgress;
+    // Status text of the running scan: the custom name, "@" and the entry.
+    std::function<void(const std::string&)> onStatusText;
 
 private:
     std::unique_ptr<qv::dir::VISAScan> scan_;

@@ -97,10 +97,14 @@ MainForm::MainForm(qv::app::AppContext& ctx, qv::app::InstrumentSource& source, 
     resize(1200, 780);
     buildMenus();
     buildCentral();
+    for (int i = 0; i < static_cast<int>(MenuId::Count); ++i)
+        SetMenuEnabled(static_cast<MenuId>(i), logic_.MenuEnabled(static_cast<MenuId>(i)));
     ctx_.DeviceListIndex = [this] { return logic_.ListIndex(); };
     ctx_.CloseSplashes = [this] {
         if (splash_ && !splash_->IsClosing()) splash_->ReadyToWork();
-        for (SplashForm* s : findChildren<SplashForm*>()) s->ReadyToWork();
+        for (const QPointer<SplashForm>& s : progressSplashes_)
+            if (s) s->ReadyToWork();
+        progressSplashes_.clear();
     };
     qv::app::SetDisplayErrorHandler([this](const qv::app::ErrorReport& r) { ErrorForm::DisplayError(r, this); });
 }
@@ -110,6 +114,8 @@ MainForm::~MainForm() {
     ctx_.CloseSplashes = nullptr;
     qv::app::SetDisplayErrorHandler(nullptr);
     if (splash_) delete splash_.data();
+    for (const QPointer<SplashForm>& s : progressSplashes_)
+        if (s) delete s.data();
 }
 
 QAction* MainForm::addEntry(QMenu* menu, const QString& control, const QString& caption) {
@@ -126,7 +132,7 @@ void MainForm::buildMenus() {
     connect(addEntry(file, "MFileVISARsc", "Remote Interfaces..."), &QAction::triggered, this,
             [this] { OpenRemoteInterfaces(); });
     connect(addEntry(file, "MFileSettings", "&Settings..."), &QAction::triggered, this,
-            [this] { openChild(new SettingsForm(ctx_)); });
+            [this] { showSingle(settings_, [this] { return new SettingsForm(ctx_); }); });
     connect(addEntry(file, "MenuFilePath", "Directory for Saving Files..."), &QAction::triggered, this,
             [this] { chooseSaveFolder(); });
     file->addSeparator();
@@ -153,7 +159,7 @@ void MainForm::buildMenus() {
             [this] { notAvailable("Raw Reading"); });
     util->addSeparator();
     connect(addEntry(util, "IPResolver", "&IP Address Resolver..."), &QAction::triggered, this,
-            [this] { openChild(new IPResolve); });
+            [this] { showSingle(ipResolve_, [] { return new IPResolve; }); });
     util->addSeparator();
     connect(addEntry(util, "MUtilTKxVHxCalResults", "Read &Calibration Results..."), &QAction::triggered, this,
             [this] { notAvailable("Read Calibration Results"); });
@@ -198,7 +204,7 @@ void MainForm::buildMenus() {
     connect(addEntry(help, "HelpUpdate", "&Check for updates"), &QAction::triggered, this,
             [this] { notAvailable("Check for updates"); });
     connect(addEntry(help, "SupDevicesMenu", "Supported &Devices..."), &QAction::triggered, this,
-            [this] { openChild(new SupDevices); });
+            [this] { showSingle(supDevices_, [] { return new SupDevices; }); });
     help->addSeparator();
     connect(addEntry(help, "MHelpAbout", "&About"), &QAction::triggered, this, [this] {
         QMessageBox::about(this, "About Quilvane",
@@ -310,6 +316,8 @@ void MainForm::buildCentral() {
     auto onList = [this](int i) {
         if (i >= 0) logic_.DeviceListSelected(i);
     };
+    // A new row in any of the three is a choice of the instrument, whether
+    // the user or the program sets it.
     connect(DeviceList_, &QComboBox::currentIndexChanged, this, onList);
     connect(DevResourceList_, &QComboBox::currentIndexChanged, this, onList);
     connect(cmbIP_, &QComboBox::currentIndexChanged, this, onList);
@@ -322,8 +330,9 @@ BigButtonWidget* MainForm::bigButton(BigButton b) const { return buttons_.value(
 SplashStart* MainForm::startSplash() const { return splash_; }
 
 void MainForm::Start(const std::string& appDataFolder) {
-    std::string folder = appDataFolder.empty() ? qv::app::MakeAppDataFolder() : appDataFolder;
-    logic_.Load(folder);
+    logic_.Load(appDataFolder);
+    loadDone_ = true;
+    if (splashGone_) finishStart();
     int n = static_cast<int>(logic_.Rows().size());
     if (!ctx_.VisaPresent)
         statusBar()->showMessage("No VISA: instrument functions are off.");
@@ -381,12 +390,27 @@ void MainForm::updateIpVisibility() {
 void MainForm::ShowStartSplash() {
     splash_ = new SplashStart(this);
     connect(splash_, &SplashStart::closed, this, [this] {
-        logic_.EndLoad();
-        started_ = true;
-        emit startupFinished();
+        splashGone_ = true;
+        if (loadDone_) finishStart();
     });
     splash_->ShowSplash();
+    if (auto* ds = dynamic_cast<DirectorySource*>(&source_))
+        ds->onStatusText = [this](const std::string& t) {
+            if (splash_ && !splash_->IsClosing()) splash_->SetStatusText(qs(t));
+        };
     qv::app::host().processEvents();
+}
+
+void MainForm::finishStart() {
+    if (started_) return;
+    logic_.EndLoad();
+    started_ = true;
+    emit startupFinished();
+}
+
+void MainForm::SetSearching(bool on) {
+    menuBar()->setEnabled(!on);
+    if (QWidget* c = centralWidget()) c->setEnabled(!on);
 }
 
 void MainForm::StartSplashReady() {
@@ -398,8 +422,26 @@ void MainForm::CheckSkinEntry(int which) {
         if (QAction* a = action(QString("WindowSkins%1").arg(i))) a->setChecked(i == which);
 }
 
+bool MainForm::showSingle(QPointer<QWidget>& slot, const std::function<QWidget*()>& make) {
+    if (slot) {
+        // These windows exist once: a second click brings the open one up.
+        if (auto* sub = qobject_cast<QMdiSubWindow*>(slot->parentWidget())) {
+            sub->showNormal();
+            mdi_->setActiveSubWindow(sub);
+        }
+        return false;
+    }
+    slot = make();
+    openChild(slot);
+    return true;
+}
+
 void MainForm::OpenRemoteInterfaces() {
     if (!ctx_.VisaPresent) return;
+    if (editor_) {
+        showSingle(editor_, nullptr);
+        return;
+    }
     std::string regEntry = qv::app::ReadIni(ctx_.IniFilePath, qv::app::kVisaSection, "DeviceRegEntry",
                                             qv::app::Value(qv::app::kDeviceRegEntryDefault))
                                .text();
@@ -408,14 +450,21 @@ void MainForm::OpenRemoteInterfaces() {
     connect(ed, &VISARscEditor_new::accepted, this, [this] {
         QPointer<SplashForm> progress = showProgressSplash(false);
         logic_.ShowDeviceSelection(false);
-        if (auto* ds = dynamic_cast<DirectorySource*>(&source_))
+        if (auto* ds = dynamic_cast<DirectorySource*>(&source_)) {
             ds->onProgress = [progress](int p) {
                 if (progress) progress->SplashSetProgessBar(p);
             };
+            ds->onStatusText = [progress](const std::string& t) {
+                if (progress) progress->SetStatusText(qs(t));
+            };
+        }
         // The editor closes first; the search follows once it has gone.
         QTimer::singleShot(0, this, [this, progress] {
             int n = logic_.SearchDevices();
-            if (auto* ds = dynamic_cast<DirectorySource*>(&source_)) ds->onProgress = nullptr;
+            if (auto* ds = dynamic_cast<DirectorySource*>(&source_)) {
+                ds->onProgress = nullptr;
+                ds->onStatusText = nullptr;
+            }
             if (progress) progress->ReadyToWork();
             statusBar()->showMessage(n == 1 ? QString("1 instrument found.") : QString("%1 instruments found.").arg(n));
         });
@@ -425,8 +474,10 @@ void MainForm::OpenRemoteInterfaces() {
 }
 
 SplashForm* MainForm::showProgressSplash(bool showCancel) {
+    // A window of its own, not a child: the main window is disabled while
+    // it stands, and its Cancel button must stay usable.
     auto* s = new SplashForm(this);
-    s->setParent(this, s->windowFlags());
+    progressSplashes_.append(s);
     s->ShowSplash(showCancel);
     return s;
 }
@@ -448,8 +499,8 @@ int MainForm::selectedRecord() const {
     int i = logic_.ListIndex();
     auto* ds = dynamic_cast<DirectorySource*>(&source_);
     if (i < 0 || !ds || !ds->myscan()) return -1;
-    // The full-list index maps a list row to its record, one-based.
-    return ds->myscan()->GetIndexInFullList(static_cast<int16_t>(i)) - 1;
+    const auto& rows = logic_.Rows();
+    return qv::dir::SelectedRecordIndex(*ds->myscan(), i, i < static_cast<int>(rows.size()) ? rows[i].resource : "");
 }
 
 std::string MainForm::CurrentInstrumentField() const {

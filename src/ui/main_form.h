@@ -9,6 +9,8 @@
 #include <QMap>
 #include <QPointer>
 
+#include <functional>
+
 class QAction;
 class QComboBox;
 class QKeyEvent;
@@ -79,6 +81,7 @@ public:
     void StartSplashReady() override;
     void CheckSkinEntry(int which) override;
     void OpenRemoteInterfaces() override;
+    void SetSearching(bool on) override;
 
 signals:
     // The start splash has gone and EndLoad has run.
@@ -100,6 +103,9 @@ private:
     void chooseSaveFolder();
     void arrange(int mode);
     void updateIpVisibility();
+    // Opens the window of slot, or brings it up when it is open already;
+    // true when a new one was made.
+    bool showSingle(QPointer<QWidget>& slot, const std::function<QWidget*()>& make);
     int selectedRecord() const;
 
     qv::app::AppContext& ctx_;
@@ -115,9 +121,14 @@ private:
     QMenu* TraceMenu_ = nullptr;
     QMenu* InstFileMenu_ = nullptr;
     QPointer<SplashStart> splash_;
-    QPointer<QWidget> editor_;
+    QPointer<QWidget> editor_, settings_, ipResolve_, supDevices_;
     bool started_ = false;
     bool exiting_ = false;
+    // EndLoad waits for both: the start splash gone and the load event over
+    // (a message of the scan can close the splash before the scan ends).
+    bool loadDone_ = false, splashGone_ = false;
+    void finishStart();
+    QList<QPointer<SplashForm>> progressSplashes_;
 };
 
 // The menu control name of a gated entry.

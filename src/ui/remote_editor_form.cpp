@@ -124,7 +124,7 @@ VISARscEditor_new::VISARscEditor_new(qv::app::AppContext& ctx, QWidget* parent)
     sg->addWidget(txtResourceScan_, 2, 1);
     chkIncludeQVIB_ = new QCheckBox("Include QVIB", sc);
     chkIncludeQVIB_->setObjectName("chkIncludeQVIB");
-    chkIncludeQVIB_->setChecked(qv::dir::IncludeQVIB(ini_));
+    chkIncludeQVIB_->setChecked(ctx_.IncludeQVIB != 0);
     sg->addWidget(chkIncludeQVIB_, 3, 1);
     auto* scanBtn = Button(sc, "imgScan", "Scan");
     sg->addWidget(scanBtn, 4, 1, Qt::AlignLeft);
@@ -151,6 +151,8 @@ VISARscEditor_new::VISARscEditor_new(qv::app::AppContext& ctx, QWidget* parent)
     connect(ren, &QPushButton::clicked, this, [this] {
         int i = DevList_->currentRow();
         if (i < 0 || i >= static_cast<int>(devices_.size())) return;
+        // Ticks not yet written must survive the refill.
+        devices_ = checkedRows(DevList_, devices_);
         if (qv::dir::RenameDevice(ini_, devices_[i])) fillDevList();
     });
     connect(del, &QPushButton::clicked, this, [this] {
@@ -175,6 +177,7 @@ VISARscEditor_new::VISARscEditor_new(qv::app::AppContext& ctx, QWidget* parent)
     connect(sren, &QPushButton::clicked, this, [this] {
         int i = ServersList_->currentRow();
         if (i < 0 || i >= static_cast<int>(servers_.size())) return;
+        servers_ = checkedRows(ServersList_, servers_);
         if (qv::dir::RenameServer(ini_, servers_[i])) fillServersList();
     });
     connect(sdel, &QPushButton::clicked, this, [this] {

@@ -120,6 +120,11 @@ void SplashStart::closeSplash() {
     });
 }
 
+void SplashStart::SetStatusText(const QString& text) {
+    status_ = text;
+    update();
+}
+
 void SplashStart::paintEvent(QPaintEvent*) {
     QPainter p(this);
     PaintPanel(this, p);
@@ -137,22 +142,28 @@ void SplashStart::paintEvent(QPaintEvent*) {
     p.drawText(QRect(120, 74, 320, 24), Qt::AlignLeft | Qt::AlignVCenter, "Tesselhorn instrument data transfer");
     p.drawText(QRect(28, 150, 404, 22), Qt::AlignLeft, qs(qv::app::GetAboutFormVersion()));
     p.setPen(QColor(0x7f, 0xd3, 0xff));
-    p.drawText(QRect(28, 190, 404, 22), Qt::AlignLeft, "Looking for instruments...");
+    p.drawText(QRect(28, 190, 404, 22), Qt::AlignLeft,
+               fontMetrics().elidedText(status_, Qt::ElideMiddle, 404));
 }
 
 SplashForm::SplashForm(QWidget* mainForm)
     : QWidget(nullptr, Qt::SplashScreen | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint), main_(mainForm) {
     setAttribute(Qt::WA_TranslucentBackground);
-    setFixedSize(360, 130);
+    setFixedSize(380, 150);
     auto* lay = new QVBoxLayout(this);
     lay->setContentsMargins(20, 16, 20, 16);
     text_ = new QLabel("Please wait...", this);
     text_->setStyleSheet("color: white; font-weight: bold;");
+    status_ = new QLabel(this);
+    status_->setObjectName("lblStatus");
+    status_->setStyleSheet("color: #bfd4ea;");
+    status_->setMinimumWidth(1);
     bar_ = new QProgressBar(this);
     bar_->setRange(0, 100);
     cmdCancel_ = new QPushButton("Cancel", this);
     cmdCancel_->setObjectName("cmdCancel");
     lay->addWidget(text_);
+    lay->addWidget(status_);
     lay->addWidget(bar_);
     lay->addWidget(cmdCancel_, 0, Qt::AlignRight);
     connect(cmdCancel_, &QPushButton::clicked, this, [] { qv::app::context().SplashCancelled = true; });
@@ -173,6 +184,13 @@ void SplashForm::SplashSetProgessBar(int percent) {
 }
 
 int SplashForm::Progress() const { return bar_->value(); }
+
+void SplashForm::SetStatusText(const QString& text) {
+    status_->setToolTip(text);
+    status_->setText(status_->fontMetrics().elidedText(text, Qt::ElideMiddle, width() - 40));
+}
+
+QString SplashForm::StatusText() const { return status_->toolTip(); }
 
 void SplashForm::ReadyToWork() {
     if (main_) main_->setEnabled(true);

@@ -32,6 +32,8 @@ public:
     // Milliseconds from ShowSplash to the moment it began closing.
     qint64 StoodMs() const { return stood_; }
     bool IsClosing() const { return handshake_.closed(); }
+    // The line under the title: what the start work is doing now.
+    void SetStatusText(const QString& text);
 
 signals:
     // The splash has gone: the main window runs EndLoad.
@@ -48,6 +50,7 @@ private:
     qv::app::SplashHandshake handshake_;
     QElapsedTimer clock_;
     qint64 stood_ = -1;
+    QString status_ = "Looking for instruments...";
 };
 
 class SplashForm : public QWidget {
@@ -58,6 +61,9 @@ public:
     void SplashSetProgessBar(int percent);
     void ReadyToWork();
     int Progress() const;
+    // The status text under "Please wait...": the entry being visited.
+    void SetStatusText(const QString& text);
+    QString StatusText() const;
 
 protected:
     void paintEvent(QPaintEvent*) override;
@@ -65,6 +71,7 @@ protected:
 private:
     QPointer<QWidget> main_;
     QLabel* text_;
+    QLabel* status_;
     QProgressBar* bar_;
     QPushButton* cmdCancel_;
 };

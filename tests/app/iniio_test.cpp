@@ -293,7 +293,7 @@ TEST_F(Settings, SeparatorAndStartRow) {
     UCorStartRowChanged(ctx, "abc");
     EXPECT_EQ(ctx.StartRow, 4);
     UCorStartRowChanged(ctx, "-5");
-    EXPECT_EQ(ctx.StartRow, 1);
+    EXPECT_EQ(ctx.StartRow, -5);
 }
 
 TEST(Context, RowLocatorsFollowIniFile) {

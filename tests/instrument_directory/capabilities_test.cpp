@@ -53,6 +53,20 @@ TEST(CapabilityFile, MissingFileGivesEmptyListAndNoFamily) {
     EXPECT_EQ(MasterTraces("/nonexistent/VisaDevices.ini", "TKD"), 4);
 }
 
+// Numbers read as every numeric setting does: the default only for a missing
+// key, 0 for an empty or non-numeric value.
+TEST(CapabilityFile, NumericKeysDefaultOnlyWhenMissing) {
+    qvtest::TempDir dir;
+    const std::string ini = dir.file("VisaDevices.ini");
+    ASSERT_TRUE(qvtest::writeFile(ini, "[MASTERTRACES]\nAAA=3\nBBB=\nCCC=abc\n[FUNCTIONS]\nAAA=7 \nBBB=x\n"));
+    EXPECT_EQ(MasterTraces(ini, "AAA"), 3);
+    EXPECT_EQ(MasterTraces(ini, "BBB"), 0);
+    EXPECT_EQ(MasterTraces(ini, "CCC"), 0);
+    EXPECT_EQ(MasterTraces(ini, "DDD"), 4);
+    EXPECT_EQ(FunctionsMask(ini, "aaa"), 7);  // names match in any case
+    EXPECT_EQ(FunctionsMask(ini, "BBB"), 0);
+}
+
 TEST(CapabilityFile, AliasTableKeepsMasterOrderAndOnlyMastersWithAliases) {
     qvtest::TempDir dir;
     const std::string ini = writeIni(dir,

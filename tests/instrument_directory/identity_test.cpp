@@ -75,7 +75,10 @@ INSTANTIATE_TEST_SUITE_P(
                IdentOutcome::Matched, "GLN", "3", "102290/003", "4.80", "GLN (GLN)", ""},
         IdCase{"FewerThanThreeFields", "Tesselhorn,MYE-1004", "", IdentOutcome::Matched, "MYE", "1004", "", "",
                "MYE (MYE)", ""},
-        IdCase{"MakerWordAlone", "TESSELHORN", "", IdentOutcome::NoMatch, "---", "", "", "", "--- (---)", ""},
+        // Without a comma nothing is cut: the whole answer is matched.
+        IdCase{"MakerWordAlone", "TESSELHORN", "", IdentOutcome::NoMatch, "---", "ELHORN", "", "", "--- (---)", ""},
+        IdCase{"NoComma", "TKD-7 Tesselhorn", "", IdentOutcome::Matched, "TKD", "7 Tesselhorn", "", "", "TKD (TKD)",
+               ""},
         IdCase{"GroupShorterThanFiveCharacters", "Tesselhorn,HUV,1,2", "", IdentOutcome::Matched, "HUV", "", "1",
                "2", "HUV (HUV)", ""},
         IdCase{"EmptyAfterCleaning", "  \r\n" + kNul, "", IdentOutcome::Empty, "NoDevice", "", "", "",

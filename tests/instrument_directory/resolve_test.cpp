@@ -1,6 +1,7 @@
 // Entry texts to resources, hosts of resources, addresses and names.
 #include "dir_fixture.h"
 #include "instrument_directory/visa_scan.h"
+#include "scripted_host.h"
 
 #include <gtest/gtest.h>
 
@@ -79,6 +80,27 @@ TEST(HostNames, ReverseFailureIsNullAndNamesAreCleaned) {
     qv::dir::ClsIPResolve ip;
     EXPECT_EQ(ip.GetHostnameByAddr("127.0.0.5", 111), "bench5");
     EXPECT_EQ(ip.GetHostnameByAddr("127.0.0.6", 111), "NULL");
+}
+
+// The resolver window's reverse look-up parses addresses the classic way:
+// short forms are whole addresses, and the all-ones address is its failure mark.
+TEST(HostNames, ReverseLookUpOfTheResolverWindow) {
+    qvtest::FakeResolver r;
+    qvtest::ScriptedHost host;
+    r.reverse["10.0.0.1"] = "short";
+    r.reverse["10.1.2.3"] = "lab7";
+    qv::dir::ClsResolve res;
+    EXPECT_EQ(res.GetHostNameFromIP("10.1.2.3"), "lab7");
+    EXPECT_EQ(res.GetHostNameFromIP("10.1"), "short");
+    EXPECT_TRUE(host.messages().empty());
+    EXPECT_EQ(res.GetHostNameFromIP("255.255.255.255"), "");
+    EXPECT_EQ(res.GetHostNameFromIP("lab7"), "");
+    EXPECT_EQ(res.GetHostNameFromIP("10.9.9.9"), "");
+    const auto msgs = host.messages();
+    ASSERT_EQ(msgs.size(), 3u);
+    EXPECT_EQ(msgs[0].text, "Invalid IP address");
+    EXPECT_EQ(msgs[1].text, "Invalid IP address");
+    EXPECT_EQ(msgs[2].text, "Call to gethostbyaddr failed.");
 }
 
 // The system resolver: numeric text needs no look-up, and "localhost" is

@@ -120,6 +120,13 @@ TEST_F(ScanOverSimulator, RecordsAndFullListIndex) {
     EXPECT_EQ(scan.DeviceTyp(4), "");
     EXPECT_EQ(scan.GetIndexInFullList(-1), 0);
 
+    // The GPIB row was counted before its open failed, so from record 1 on
+    // "item minus one" names the next record; the main window's row look-up
+    // keeps to the record each row shows.
+    for (int row = 0; row < 4; ++row)
+        EXPECT_EQ(SelectedRecordIndex(scan, row, want[size_t(row)].res), row) << row;
+    EXPECT_EQ(SelectedRecordIndex(scan, 4, "x"), -1);
+
     EXPECT_EQ(starts, 1);
     EXPECT_EQ(outcomes.size(), 4u);
     // Notification 2 twice per entry: the entry and the resource worked on.
@@ -128,6 +135,23 @@ TEST_F(ScanOverSimulator, RecordsAndFullListIndex) {
     const auto msgs = host.messages();
     ASSERT_EQ(msgs.size(), 1u);
     EXPECT_EQ(msgs[0].title, "Instrument not found");
+}
+
+// Rows that fail to open (other than GPIB) do not move the count, and the
+// count runs on over every server: item k stays k+1, the record index plus one.
+TEST_F(ScanOverSimulator, FullListCountSkipsFailedOpensAndRunsOverServers) {
+    ASSERT_TRUE(qvtest::writeFile(ini, "[DisplayNames]\nName1=Gone|RAW|TCPIP::127.0.0.1::1::SOCKET\nName2=" +
+                                           socketEntry("Gen", 3) + "\nName3=Scope|RAW|TCPIP::127.0.0.2::inst1::INSTR\n"
+                                           "[Servers]\nServerEntry1=localhost\nServerEntry2=LOCALHOST\n"));
+    EXPECT_FALSE(scan.VISAScanINI(ini, 1000, 0, {true, true, true}, true, {true, true}, true));
+    ASSERT_EQ(scan.DeviceCount(), 4);
+    for (int16_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(scan.GetIndexInFullList(i), i + 1) << i;
+        EXPECT_EQ(SelectedRecordIndex(scan, i, scan.VISAResString(i)), i);
+    }
+    EXPECT_EQ(scan.DeviceTyp(0), "GLN");
+    EXPECT_EQ(scan.DeviceTyp(3), "MYE");
+    EXPECT_EQ(host.messages().size(), 2u);  // the dead row, once per server
 }
 
 TEST_F(ScanOverSimulator, SilentInstrumentAndMissingOptionQuery) {
@@ -156,6 +180,19 @@ TEST_F(ScanOverSimulator, UnreachableLanRowNeverOpens) {
     EXPECT_EQ(scan.DeviceCount(), 0);
     EXPECT_TRUE(visits.empty());
     EXPECT_EQ(qvtest::pinged(), std::vector<std::string>{"127.0.0.3"});
+}
+
+// Unticking localhost (or removing it) leaves no server to scan through; a
+// file that names no server at all means the local VISA.
+TEST_F(ScanOverSimulator, NoTickedServerScansNothing) {
+    ASSERT_TRUE(qvtest::writeFile(ini, "[DisplayNames]\nName1=" + socketEntry("Gen", 3) +
+                                           "\n[Servers]\nServerEntry1=localhost\n"));
+    EXPECT_TRUE(scan.VISAScanINI(ini, 1000, 0, {true}, true, {false}, true));
+    EXPECT_EQ(scan.DeviceCount(), 0);
+    EXPECT_TRUE(visits.empty());
+    ASSERT_TRUE(qvtest::writeFile(ini, "[DisplayNames]\nName1=" + socketEntry("Gen", 3) + "\n"));
+    EXPECT_TRUE(scan.VISAScanINI(ini, 1000, 0, {true}, true, {false}, false));
+    EXPECT_EQ(scan.DeviceCount(), 1);
 }
 
 TEST_F(ScanOverSimulator, OtherServerPrefixesEveryResource) {

@@ -2,6 +2,7 @@
 // big buttons and the windows opened from the menu; and one search through
 // the real directory against a simulated instrument.
 #include "app/debug.h"
+#include "app/error_messages.h"
 #include "instrument_directory/capabilities.h"
 #include "instrument_directory/dev_ident.h"
 #include "scripted_host.h"
@@ -23,6 +24,8 @@
 #include <QMdiSubWindow>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QMenuBar>
+#include <QPushButton>
 #include <QTableWidget>
 
 #include <gtest/gtest.h>
@@ -199,6 +202,11 @@ TEST(MainForm, NoVisaStartLeavesTheListsEmptyAndTheEditorOff) {
     s.start(env.user);
     EXPECT_EQ(s.form.deviceList()->count(), 0);
     EXPECT_FALSE(s.form.action("MFileVISARsc")->isEnabled());
+    // Nothing was ever selected: every instrument function stays off.
+    for (const char* entry : {"MNewHardcopy", "MNewTrace", "MNewInstTables", "MNewInstScripts", "MUtilAllInterAct",
+                              "MGLxUtilUserCorrection"})
+        EXPECT_FALSE(s.form.action(entry)->isEnabled()) << entry;
+    EXPECT_TRUE(s.form.action("MFileSettings")->isEnabled());
     ASSERT_EQ(host.messages().size(), 1u);
     EXPECT_EQ(host.messages()[0].title, "Visa32.dll not found!");
 }
@@ -216,6 +224,77 @@ TEST(MainForm, NoInstrumentQuestionComesAfterTheSplash) {
     // OK opened the remote interfaces editor as a child window.
     ASSERT_EQ(s.form.mdiArea()->subWindowList().size(), 1);
     EXPECT_EQ(s.form.mdiArea()->subWindowList()[0]->widget()->windowTitle(), "Remote Interfaces");
+}
+
+// A row that cannot be reached shows its message during the scan, and the
+// message closes the start splash. The window still waits for the scan: no
+// "No instruments found" before the list is filled, no commands meanwhile,
+// and a search asked for inside the scan does not start a second one.
+TEST(MainForm, AMessageDuringTheScanDoesNotEndTheStartEarly) {
+    App();
+    LogicEnv env;
+    env.rows({{"A|RAW|x", "1"}});
+    ScriptedHost host;
+    FakeSource src;
+    src.records = {Rec("Analyzer", "R0", "AAA")};
+    bool menusOffDuringScan = false;
+    Started s(src);
+    src.duringScan = [&] {
+        if (src.scans > 1) return;  // a second scan: the test fails below, without recursing
+        WaitFor([] { return false; }, 650);  // the splash's 500 ms pass
+        qv::app::ErrorMessages(qv::app::kMessageInstrumentNotFound, "Far");
+        WaitFor([] { return false; }, 400);  // its fade-out ends inside the scan
+        menusOffDuringScan = !s.form.menuBar()->isEnabled();
+        EXPECT_FALSE(s.form.started());
+        s.form.logic().SearchDevices();  // ignored while the first one runs
+    };
+    s.start(env.user);
+    EXPECT_EQ(src.scans, 1);
+    EXPECT_TRUE(menusOffDuringScan);
+    EXPECT_TRUE(s.form.menuBar()->isEnabled());
+    EXPECT_EQ(s.form.deviceList()->count(), 1);
+    const auto msgs = host.messages();
+    ASSERT_EQ(msgs.size(), 1u);
+    EXPECT_EQ(msgs[0].title, "Instrument not found");
+}
+
+// The progress splash is a window of its own: its Cancel button works while
+// the main window is disabled.
+TEST(MainForm, ProgressSplashCancelWorksWhileTheWindowIsDisabled) {
+    App();
+    LogicEnv env;
+    ScriptedHost host;
+    FakeSource src;
+    Started s(src);
+    s.start(env.user);
+    QPointer<qv::ui::SplashForm> sp = s.form.showProgressSplash(true);
+    EXPECT_FALSE(s.form.isEnabled());
+    auto* cancel = sp->findChild<QPushButton*>("cmdCancel");
+    ASSERT_NE(cancel, nullptr);
+    EXPECT_TRUE(cancel->isEnabled());
+    cancel->click();
+    EXPECT_TRUE(qv::app::context().SplashCancelled);
+    sp->ReadyToWork();
+    EXPECT_TRUE(s.form.isEnabled());
+    EXPECT_TRUE(WaitFor([&] { return sp.isNull(); }));
+}
+
+// Settings, the resolver and the editor exist once; their menu entries bring
+// an open one up instead of making another.
+TEST(MainForm, SingleWindowsOpenOnce) {
+    App();
+    LogicEnv env;
+    env.rows({{"A|RAW|x", "1"}});
+    ScriptedHost host;
+    FakeSource src;
+    src.records = {Rec("Analyzer", "R0", "AAA")};
+    Started s(src);
+    s.start(env.user);
+    for (const char* entry : {"MFileSettings", "IPResolver", "MFileVISARsc", "SupDevicesMenu"}) {
+        s.form.action(entry)->trigger();
+        s.form.action(entry)->trigger();
+    }
+    EXPECT_EQ(s.form.mdiArea()->subWindowList().size(), 4);
 }
 
 TEST(SettingsForm, CopyBoxesExcludeEachOtherAndClosingWritesTheFile) {

@@ -178,6 +178,20 @@ TEST(StartSequence, SearchFillsTheListsSelectsRowZeroAndGatesMenusByMask) {
         EXPECT_FALSE(view.menus[id]);
     for (MenuId id : {MenuId::MUtilAllPollStatus, MenuId::MUtilAllInterAct, MenuId::MUtilAllRawRead})
         EXPECT_TRUE(view.menus[id]);
+
+    // A new search that finds nothing leaves nothing selected: no big button
+    // may act on the instrument that has gone from the list.
+    logic.DeviceListSelected(0);
+    source.records.clear();
+    EXPECT_EQ(logic.SearchDevices(), 0);
+    EXPECT_EQ(logic.MyVISARsc, "");
+    EXPECT_EQ(qv::app::context().CapabilityMask, 0);
+    EXPECT_FALSE(view.menus[MenuId::MNewInstTables]);
+    EXPECT_FALSE(view.menus[MenuId::MUtilAllInterAct]);
+    host.calls.clear();
+    EXPECT_FALSE(logic.BigButtonClicked(BigButton::Scripts));
+    EXPECT_FALSE(logic.BigButtonClicked(BigButton::Hardcopy));
+    EXPECT_EQ(host.messages().size(), 2u);
 }
 
 TEST(StartSequence, FileRowKeepsTheMenusOfThePreviousInstrument) {

@@ -50,6 +50,8 @@ public:
     std::vector<qv::app::ScanRecord> records;
     int scans = 0, masterLoads = 0;
     std::vector<bool> lastScanFlags;
+    // Runs inside the scan, as events let through by a real one would.
+    std::function<void()> duringScan;
 
     bool VisaPresent() override { return visa; }
     void LoadMasterDevices() override { ++masterLoads; }
@@ -57,6 +59,7 @@ public:
                                           const std::vector<bool>&) override {
         ++scans;
         lastScanFlags = flags;
+        if (duringScan) duringScan();
         return records;
     }
 };
