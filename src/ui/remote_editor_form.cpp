@@ -131,6 +131,8 @@ VISARscEditor_new::VISARscEditor_new(qv::app::AppContext& ctx, QWidget* parent)
     auto* all = new QLabel("Show all VXI-11 compatible devices", sc);
     all->setObjectName("lblAllDevices");
     all->setStyleSheet("color: #5b6b7f;");
+    // Shown once a LAN discovery has found hosts.
+    all->hide();
     sg->addWidget(all, 5, 1);
     sg->setRowStretch(6, 1);
     sg->setColumnStretch(1, 1);
@@ -256,7 +258,9 @@ void VISARscEditor_new::scan() {
     devices_ = checkedRows(DevList_, devices_);
     for (const qv::dir::EditorRow& r : added) devices_.push_back(r);
     fillDevList();
-    txtResourceScan_->setText(QString("%1 found").arg(added.size()));
+    const QString bus = cmbInterfaceScan_->currentText();
+    txtResourceScan_->setText(added.empty() ? QString("No instruments found on %1").arg(bus)
+                                            : QString("%1 added from %2").arg(added.size()).arg(bus));
 }
 
 void VISARscEditor_new::ok() {
