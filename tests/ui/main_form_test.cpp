@@ -61,21 +61,28 @@ qv::app::ScanRecord Rec(const std::string& name, const std::string& res, const s
     return {name + "|RAW|x (1.0)", res, computer, type};
 }
 
+// One configured row that answers as a family of mask 1.
+struct OneAnalyzer {
+    OneAnalyzer() {
+        App();
+        env.rows({{"A|RAW|x", "1"}});
+        src.records = {Rec("Analyzer", "R0", "AAA")};
+    }
+    LogicEnv env;
+    ScriptedHost host;
+    FakeSource src;
+};
+
 }  // namespace
 
 TEST(MainForm, SplashStandsHalfASecondWhenTheWorkIsQuickAndTheWindowIsEnabledAfter) {
-    App();
-    LogicEnv env;
-    env.rows({{"A|RAW|x", "1"}});
-    ScriptedHost host;
-    FakeSource src;
-    src.records = {Rec("Analyzer", "R0", "AAA")};
-    Started s(src);
-    s.start(env.user);
+    OneAnalyzer f;
+    Started s(f.src);
+    s.start(f.env.user);
     EXPECT_GE(s.finishedAt, qv::app::SplashHandshake::kMinimumMs);
     EXPECT_LT(s.finishedAt, 3000);
     EXPECT_TRUE(s.form.isEnabled());
-    EXPECT_TRUE(host.messages().empty());
+    EXPECT_TRUE(f.host.messages().empty());
 }
 
 TEST(MainForm, SplashClosesAtOnceWhenTheWorkOutlastsTheTimer) {
@@ -282,14 +289,9 @@ TEST(MainForm, ProgressSplashCancelWorksWhileTheWindowIsDisabled) {
 // Settings, the resolver and the editor exist once; their menu entries bring
 // an open one up instead of making another.
 TEST(MainForm, SingleWindowsOpenOnce) {
-    App();
-    LogicEnv env;
-    env.rows({{"A|RAW|x", "1"}});
-    ScriptedHost host;
-    FakeSource src;
-    src.records = {Rec("Analyzer", "R0", "AAA")};
-    Started s(src);
-    s.start(env.user);
+    OneAnalyzer f;
+    Started s(f.src);
+    s.start(f.env.user);
     for (const char* entry : {"MFileSettings", "IPResolver", "MFileVISARsc", "SupDevicesMenu"}) {
         s.form.action(entry)->trigger();
         s.form.action(entry)->trigger();
