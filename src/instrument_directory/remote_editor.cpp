@@ -191,11 +191,6 @@ void SetIncludeQVIB(const std::string& iniFile, bool on) {
                             app::Icon::Information);
 }
 
-bool IncludeQVIB(const std::string& iniFile) {
-    return app::IniTextIsTrue(app::TrimBlanks(
-        app::ReadIni(iniFile, "Scan", "IncludeQVIB", app::Value(std::string("0"))).text()));
-}
-
 std::vector<EditorRow> ScanGpibAndAdd(const std::string& iniFile, int16_t board, VISAScan& scan) {
     std::vector<EditorRow> added;
     std::vector<bool> flags;

@@ -52,7 +52,6 @@ bool DeleteServer(const std::string& iniFile, const EditorRow& row);
 
 // Scan/IncludeQVIB; turning it on shows the "Include QVIB Passport" box.
 void SetIncludeQVIB(const std::string& iniFile, bool on);
-bool IncludeQVIB(const std::string& iniFile);
 
 // Scan button for GPIB0/GPIB1 (choice index 0 or 1): VisaScanGpibBus with
 // 1000 ms, adding every identified resource with its DeviceInfo as comment.

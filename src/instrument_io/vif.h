@@ -112,6 +112,10 @@ private:
     ViStatus VIFviGpibControlREN(ViSession vi, uint16_t mode);
     ViStatus VIFviClose(ViSession vi);
     void logResult(const std::string& resultLine, ViStatus status);
+    bool sendBlockPart(const char* routine, const std::string& text, bool end);
+    using FileCall = ViStatus (*)(ViSession, ViConstString, ViUInt32, ViPUInt32);
+    ViStatus loggedFileCall(const char* name, FileCall call, ViSession vi, const std::string& file, uint32_t count,
+                            uint32_t& moved);
     ViStatus loggedRead(const char* name, bool buffered, ViSession vi, std::string& buffer, uint32_t count,
                         uint32_t& read);
 

@@ -121,22 +121,22 @@ ViStatus VIF::VIFviWrite(ViSession vi, const std::string& buffer, uint32_t count
 }
 
 ViStatus VIF::VIFviWriteFromFile(ViSession vi, const std::string& file, uint32_t count, uint32_t& written) {
-    if (DebugLevel > 1)
-        StoreDebug("  viWriteFromFile(" + num(vi) + "," + file + "," + num(count) + ",0x" + app::HexText(written) + ")");
-    ViUInt32 n = 0;
-    ViStatus s = viWriteFromFile(vi, file.c_str(), count, &n);
-    written = n;
-    logResult("  >> returnCount: " + num(n), s);
-    if (DebugLevel > 1) StoreDebug("");
-    return s;
+    return loggedFileCall("viWriteFromFile", &viWriteFromFile, vi, file, count, written);
 }
 
 ViStatus VIF::VIFviReadToFile(ViSession vi, const std::string& file, uint32_t count, uint32_t& read) {
+    return loggedFileCall("viReadToFile", &viReadToFile, vi, file, count, read);
+}
+
+// viWriteFromFile and viReadToFile log alike but for the name on the call line.
+ViStatus VIF::loggedFileCall(const char* name, FileCall call, ViSession vi, const std::string& file, uint32_t count,
+                             uint32_t& moved) {
     if (DebugLevel > 1)
-        StoreDebug("  viReadToFile(" + num(vi) + "," + file + "," + num(count) + ",0x" + app::HexText(read) + ")");
+        StoreDebug(std::string("  ") + name + "(" + num(vi) + "," + file + "," + num(count) + ",0x" +
+                   app::HexText(moved) + ")");
     ViUInt32 n = 0;
-    ViStatus s = viReadToFile(vi, file.c_str(), count, &n);
-    read = n;
+    ViStatus s = call(vi, file.c_str(), count, &n);
+    moved = n;
     logResult("  >> returnCount: " + num(n), s);
     if (DebugLevel > 1) StoreDebug("");
     return s;

@@ -312,18 +312,16 @@ bool VIF::WriteFileToInstrument(const std::string& prefix, const std::string& so
     return true;
 }
 
-bool VIF::WriteByteArrayHeader(const std::string& text) {
-    app::CallGuard guard("VIF", "VIF", "WriteByteArrayHeader");
-    if (!VISAFound_ || Session < 1) return false;
-    VIFAttrChange(VI_ATTR_SEND_END_EN, 0, 0);
-    sendText(text);
-    return true;
-}
+bool VIF::WriteByteArrayHeader(const std::string& text) { return sendBlockPart("WriteByteArrayHeader", text, false); }
 
-bool VIF::WriteByteArrayEnd(const std::string& text) {
-    app::CallGuard guard("VIF", "VIF", "WriteByteArrayEnd");
+bool VIF::WriteByteArrayEnd(const std::string& text) { return sendBlockPart("WriteByteArrayEnd", text, true); }
+
+// The header goes out with END off, so the data follows in the same message;
+// the end switches END on again.
+bool VIF::sendBlockPart(const char* routine, const std::string& text, bool end) {
+    app::CallGuard guard("VIF", "VIF", routine);
     if (!VISAFound_ || Session < 1) return false;
-    VIFAttrChange(VI_ATTR_SEND_END_EN, 1, 0);
+    VIFAttrChange(VI_ATTR_SEND_END_EN, end ? 1 : 0, 0);
     sendText(text);
     return true;
 }

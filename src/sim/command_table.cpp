@@ -3,12 +3,11 @@
 #include <cctype>
 
 #include "scpi_errors.h"
+#include "text.h"
 
 namespace qv::sim {
 
 namespace {
-
-char upper(char c) { return char(std::toupper(static_cast<unsigned char>(c))); }
 
 bool equalsUpper(std::string_view received, const std::string& form) {
     if (received.size() != form.size()) return false;

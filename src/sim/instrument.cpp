@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "scpi_errors.h"
+#include "text.h"
 
 namespace qv::sim {
 
@@ -273,8 +274,7 @@ bool CommandContext::integerParam(size_t i, int64_t& v, int64_t min, int64_t max
     }
     const Parameter& p = unit.params[i];
     if (p.type == Parameter::Type::Character) {
-        std::string w;
-        for (char c : p.text) w += char(std::toupper(static_cast<unsigned char>(c)));
+        const std::string w = upperText(p.text);
         if (w == "MIN" || w == "MINIMUM") {
             v = min;
             return true;
@@ -329,8 +329,7 @@ bool CommandContext::wordParam(size_t i, std::string& upperWord) {
         error(err::kDataType);
         return false;
     }
-    upperWord.clear();
-    for (char c : unit.params[i].text) upperWord += char(std::toupper(static_cast<unsigned char>(c)));
+    upperWord = upperText(unit.params[i].text);
     return true;
 }
 

@@ -1,4 +1,5 @@
 #include "profiles.h"
+#include "text.h"
 
 #include <cctype>
 
@@ -78,13 +79,6 @@ std::vector<Profile> buildProfiles() {
     };
 }
 
-bool equalsIgnoreCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (std::toupper(static_cast<unsigned char>(a[i])) != std::toupper(static_cast<unsigned char>(b[i])))
-            return false;
-    return true;
-}
 
 }  // namespace
 

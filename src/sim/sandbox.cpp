@@ -14,6 +14,7 @@
 #include "message_splitter.h"
 #include "profiles.h"
 #include "scpi_errors.h"
+#include "text.h"
 
 namespace qv::sim {
 
@@ -42,13 +43,6 @@ private:
     int fd_;
 };
 
-bool equalsIgnoreCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (std::toupper(static_cast<unsigned char>(a[i])) != std::toupper(static_cast<unsigned char>(b[i])))
-            return false;
-    return true;
-}
 
 std::vector<std::string> splitPath(std::string_view s) {
     std::vector<std::string> out;

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "scpi_errors.h"
+#include "text.h"
 
 namespace qv::sim {
 
@@ -12,7 +13,6 @@ namespace {
 bool isAlpha(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isMnemonicChar(char c) { return isAlpha(c) || isDigit(c) || c == '_'; }
-char upper(char c) { return char(std::toupper(static_cast<unsigned char>(c))); }
 }  // namespace
 
 bool isScpiWhitespace(char c) {

@@ -36,11 +36,16 @@ void Tile(QPainter& p, const QRectF& r, QColor c, bool hover) {
     }
 }
 
+// The white outline every picture is drawn with.
+void OutlinePen(QPainter& p, qreal s) {
+    p.setPen(QPen(Qt::white, s * 0.045, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    p.setBrush(Qt::NoBrush);
+}
+
 void Screen(QPainter& p, qreal s) {
     // A display with a picture (mountain and sun) on it.
     QRectF scr(s * 0.2, s * 0.24, s * 0.6, s * 0.42);
-    p.setPen(QPen(Qt::white, s * 0.045, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    p.setBrush(Qt::NoBrush);
+    OutlinePen(p, s);
     p.drawRoundedRect(scr, s * 0.04, s * 0.04);
     p.drawLine(QPointF(s * 0.38, s * 0.78), QPointF(s * 0.62, s * 0.78));
     p.drawLine(QPointF(s * 0.5, s * 0.66), QPointF(s * 0.5, s * 0.78));
@@ -97,8 +102,7 @@ void Folder(QPainter& p, qreal s) {
 
 void Table(QPainter& p, qreal s) {
     QRectF t(s * 0.2, s * 0.24, s * 0.6, s * 0.52);
-    p.setPen(QPen(Qt::white, s * 0.045, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    p.setBrush(Qt::NoBrush);
+    OutlinePen(p, s);
     p.drawRoundedRect(t, s * 0.04, s * 0.04);
     p.fillRect(QRectF(t.left(), t.top(), t.width(), s * 0.12), QColor(255, 255, 255, 170));
     p.setPen(QPen(Qt::white, s * 0.025));
@@ -109,8 +113,7 @@ void Table(QPainter& p, qreal s) {
 
 void Script(QPainter& p, qreal s) {
     QRectF d(s * 0.24, s * 0.2, s * 0.52, s * 0.6);
-    p.setPen(QPen(Qt::white, s * 0.045, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    p.setBrush(Qt::NoBrush);
+    OutlinePen(p, s);
     p.drawRoundedRect(d, s * 0.05, s * 0.05);
     // A prompt and three command lines.
     p.drawLine(QPointF(s * 0.32, s * 0.32), QPointF(s * 0.38, s * 0.37));

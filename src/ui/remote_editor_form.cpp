@@ -190,10 +190,7 @@ VISARscEditor_new::VISARscEditor_new(qv::app::AppContext& ctx, QWidget* parent)
         servers_.erase(servers_.begin() + i);
         fillServersList();
     });
-    connect(chkIncludeQVIB_, &QCheckBox::clicked, this, [this](bool on) {
-        qv::dir::SetIncludeQVIB(ini_, on);
-        ctx_.IncludeQVIB = on;
-    });
+    connect(chkIncludeQVIB_, &QCheckBox::clicked, this, [this](bool on) { qv::dir::SetIncludeQVIB(ini_, on); });
     connect(scanBtn, &QPushButton::clicked, this, &VISARscEditor_new::scan);
     connect(okBtn, &QPushButton::clicked, this, &VISARscEditor_new::ok);
     connect(cancel, &QPushButton::clicked, this, &VISARscEditor_new::closeWindow);

@@ -5,6 +5,8 @@
 #include "instrument_directory/dev_ident.h"
 #include "instrument_directory/host_names.h"
 #include "instrument_directory/ping.h"
+#include "instrument_directory/visa_scan.h"
+#include "scripted_host.h"
 #include "test_support.h"
 
 #include <map>
@@ -69,5 +71,16 @@ inline std::string shippedTables() { return std::string(QV_SOURCE_DIR) + "/data/
 
 // Loads the shipped capability file into the identity tables.
 inline void loadShippedTables() { qv::dir::LoadMasterList(shippedTables()); }
+
+// What every scan test needs: a settings file, a scripted user, and a
+// resolver and a ping that stay off the network.
+struct ScanRig {
+    TempDir dir;
+    std::string ini = dir.file("Quilvane.ini");
+    ScriptedHost host;
+    FakeResolver resolver;
+    FakePing ping;
+    qv::dir::VISAScan scan;
+};
 
 }  // namespace qvtest

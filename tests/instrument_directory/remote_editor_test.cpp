@@ -1,5 +1,6 @@
 // The remote interfaces editor's logic on the rows of Quilvane.ini.
 #include "dir_fixture.h"
+#include "app/context.h"
 #include "app/iniio.h"
 #include "instrument_directory/remote_editor.h"
 #include "instrument_directory/visa_scan.h"
@@ -104,12 +105,15 @@ TEST_F(EditorFixture, LocalhostDeletionAsksFirst) {
 }
 
 TEST_F(EditorFixture, IncludeQVIBStoresAndWarnsWhenTurnedOn) {
+    auto stored = [&] { return qv::app::ReadIni(ini, "Scan", "IncludeQVIB", qv::app::Value("")).text(); };
     SetIncludeQVIB(ini, true);
-    EXPECT_TRUE(IncludeQVIB(ini));
+    EXPECT_EQ(stored(), "1");
+    EXPECT_EQ(qv::app::context().IncludeQVIB, 1);
     ASSERT_EQ(host.messages().size(), 1u);
     EXPECT_EQ(host.messages()[0].title, "Include QVIB Passport");
     SetIncludeQVIB(ini, false);
-    EXPECT_FALSE(IncludeQVIB(ini));
+    EXPECT_EQ(stored(), "0");
+    EXPECT_EQ(qv::app::context().IncludeQVIB, 0);
     EXPECT_EQ(host.messages().size(), 1u);
 }
 

@@ -10,13 +10,7 @@ using namespace qv::dir;
 
 namespace {
 
-struct ScanListFixture : ::testing::Test {
-    qvtest::TempDir dir;
-    std::string ini = dir.file("Quilvane.ini");
-    qvtest::ScriptedHost host;
-    qvtest::FakeResolver resolver;
-    qvtest::FakePing ping;
-    VISAScan scan;
+struct ScanListFixture : ::testing::Test, qvtest::ScanRig {
     std::vector<std::string> res, names;
 };
 

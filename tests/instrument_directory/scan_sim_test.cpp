@@ -14,7 +14,7 @@ using namespace qv::dir;
 
 namespace {
 
-class ScanOverSimulator : public ::testing::Test {
+class ScanOverSimulator : public ::testing::Test, protected qvtest::ScanRig {
 protected:
     static void SetUpTestSuite() {
         sim = new qv::sim::Simulator;
@@ -61,12 +61,6 @@ protected:
 
     static inline qv::sim::Simulator* sim = nullptr;
     static inline bool started = false;
-    qvtest::TempDir dir;
-    std::string ini = dir.file("Quilvane.ini");
-    qvtest::ScriptedHost host;
-    qvtest::FakeResolver resolver;
-    qvtest::FakePing ping;
-    VISAScan scan;
     int starts = 0;
     std::vector<std::string> visits, outcomes;
 };

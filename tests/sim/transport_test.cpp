@@ -30,6 +30,16 @@ qv::sim::InstrumentConfig instrument(const std::string& profile = "TKD") {
     return c;
 }
 
+// One analyzer over VXI-11 only.
+void startOneVxi11(qv::sim::Simulator& sim) {
+    qv::sim::SimulatorConfig cfg;
+    auto a = instrument();
+    a.vxi11 = true;
+    cfg.instruments = {a};
+    std::string error;
+    ASSERT_TRUE(sim.start(cfg, error)) << error;
+}
+
 class Running : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -274,13 +284,8 @@ struct RpcFault {
 class Vxi11Rpc : public ::testing::TestWithParam<RpcFault> {};
 
 TEST_P(Vxi11Rpc, MalformedCallsGetTheRightReply) {
-    qv::sim::SimulatorConfig cfg;
-    auto a = instrument();
-    a.vxi11 = true;
-    cfg.instruments = {a};
     qv::sim::Simulator sim;
-    std::string error;
-    ASSERT_TRUE(sim.start(cfg, error)) << error;
+    ASSERT_NO_FATAL_FAILURE(startOneVxi11(sim));
     RpcClient c(sim.vxi11Port(0));
     qv::rpc::Bytes args, res;
     qv::rpc::XdrWriter w(args);
@@ -303,13 +308,8 @@ INSTANTIATE_TEST_SUITE_P(Calls, Vxi11Rpc,
                                            RpcFault{0x0607AF, 1, 10, true, qv::rpc::kGarbageArgs}));
 
 TEST(Vxi11Records, OversizedRecordIsRefused) {
-    qv::sim::SimulatorConfig cfg;
-    auto a = instrument();
-    a.vxi11 = true;
-    cfg.instruments = {a};
     qv::sim::Simulator sim;
-    std::string error;
-    ASSERT_TRUE(sim.start(cfg, error)) << error;
+    ASSERT_NO_FATAL_FAILURE(startOneVxi11(sim));
     int fd = connectTcp(sim.vxi11Port(0));
     uint8_t hdr[4];
     qv::rpc::putFragmentHeader(hdr, 0x7FFFFFF0u, true);  // 2 GiB announced

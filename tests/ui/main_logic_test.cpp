@@ -24,14 +24,22 @@ qv::app::ScanRecord Rec(const std::string& name, const std::string& fw, const st
     return {name + "|x|y (" + fw + ")", res, computer, type};
 }
 
-}  // namespace
-
-TEST(StartSequence, FirstRunWritesServerAndEscapeDefaultsAndLoadsSettings) {
+// A main window's logic on a recording view and a list-backed source, with
+// fresh settings.
+class StartSequence : public ::testing::Test {
+protected:
     LogicEnv env;
     ScriptedHost host;
     FakeView view;
     FakeSource source;
-    qv::app::MainLogic logic(qv::app::context(), view, source);
+    qv::app::MainLogic logic{qv::app::context(), view, source};
+};
+using BigButtons = StartSequence;
+using WayDown = StartSequence;
+
+}  // namespace
+
+TEST_F(StartSequence, FirstRunWritesServerAndEscapeDefaultsAndLoadsSettings) {
     logic.Load(env.user);
 
     EXPECT_EQ(env.read("Servers", "ServerEntry1"), "localhost");
@@ -54,17 +62,12 @@ TEST(StartSequence, FirstRunWritesServerAndEscapeDefaultsAndLoadsSettings) {
     EXPECT_EQ(view.splashReady, 1);
 }
 
-TEST(StartSequence, ServerRowIsResetWhenItsFlagIsZeroButEscapesStayWhenOneIsSet) {
-    LogicEnv env;
+TEST_F(StartSequence, ServerRowIsResetWhenItsFlagIsZeroButEscapesStayWhenOneIsSet) {
     qv::app::WriteIni(env.ini, "Servers", "ServerEntry1", qv::app::Value("labserver"));
     qv::app::WriteIni(env.ini, "ScanEntriesServers", "Value1", qv::app::Value("0"));
     qv::app::WriteIni(env.ini, "ESCAPESEQS", "VAL1", qv::app::Value("0"));
     qv::app::WriteIni(env.ini, "ESCAPESEQS", "VAL2", qv::app::Value("ABC"));
     qv::app::WriteIni(env.ini, "Directory", "Save", qv::app::Value("/data/shots"));
-    ScriptedHost host;
-    FakeView view;
-    FakeSource source;
-    qv::app::MainLogic logic(qv::app::context(), view, source);
     logic.Load(env.user);
     EXPECT_EQ(env.read("Servers", "ServerEntry1"), "localhost");
     EXPECT_EQ(env.read("ScanEntriesServers", "Value1"), "1");
@@ -73,15 +76,10 @@ TEST(StartSequence, ServerRowIsResetWhenItsFlagIsZeroButEscapesStayWhenOneIsSet)
     EXPECT_EQ(qv::app::context().SaveFolder, "/data/shots");
 }
 
-TEST(StartSequence, NoFlaggedRowMeansNoScanAndTheNoInstrumentsQuestion) {
-    LogicEnv env;
+TEST_F(StartSequence, NoFlaggedRowMeansNoScanAndTheNoInstrumentsQuestion) {
     env.rows({{"A|RAW|x", "0"}, {"B|RAW|y", "0"}});
-    ScriptedHost host;
     host.answers.push_back(qv::app::Answer::Ok);
-    FakeView view;
-    FakeSource source;
     source.records = {Rec("Never", "1", "R", "AAA")};
-    qv::app::MainLogic logic(qv::app::context(), view, source);
     logic.Load(env.user);
     EXPECT_EQ(source.scans, 0);
     EXPECT_TRUE(view.rows.empty());
@@ -99,28 +97,18 @@ TEST(StartSequence, NoFlaggedRowMeansNoScanAndTheNoInstrumentsQuestion) {
     EXPECT_FALSE(view.menus[MenuId::MNewInstTables]);
 }
 
-TEST(StartSequence, CancelOnTheQuestionOpensNothing) {
-    LogicEnv env;
-    ScriptedHost host;
+TEST_F(StartSequence, CancelOnTheQuestionOpensNothing) {
     host.answers.push_back(qv::app::Answer::Cancel);
-    FakeView view;
-    FakeSource source;
-    qv::app::MainLogic logic(qv::app::context(), view, source);
     logic.Load(env.user);
     logic.EndLoad();
     EXPECT_EQ(host.messages().size(), 1u);
     EXPECT_EQ(view.editorOpened, 0);
 }
 
-TEST(StartSequence, NoVisaShowsTheMessageDisablesTheEditorAndNeverScans) {
-    LogicEnv env;
+TEST_F(StartSequence, NoVisaShowsTheMessageDisablesTheEditorAndNeverScans) {
     env.rows({{"A|RAW|x", "1"}});
-    ScriptedHost host;
-    FakeView view;
-    FakeSource source;
     source.visa = false;
     source.records = {Rec("A", "1", "R", "AAA")};
-    qv::app::MainLogic logic(qv::app::context(), view, source);
     logic.Load(env.user);
     auto msgs = host.messages();
     ASSERT_EQ(msgs.size(), 1u);
@@ -138,16 +126,11 @@ TEST(StartSequence, NoVisaShowsTheMessageDisablesTheEditorAndNeverScans) {
     EXPECT_TRUE(logic.MyVISARsc.empty());
 }
 
-TEST(StartSequence, SearchFillsTheListsSelectsRowZeroAndGatesMenusByMask) {
-    LogicEnv env;
+TEST_F(StartSequence, SearchFillsTheListsSelectsRowZeroAndGatesMenusByMask) {
     env.rows({{"A|RAW|x", "1"}, {"B|RAW|y", "1"}, {"C|RAW|z", "1"}});
-    ScriptedHost host;
-    FakeView view;
-    FakeSource source;
     source.records = {Rec("Analyzer", "Release) 4.40 (Release", "TCPIP0::h::inst0::INSTR", "AAA", "lab7"),
                       Rec("Network", "1.32", "TCPIP0::h::inst1::INSTR", "BBB"),
                       Rec("Unknown", "1", "TCPIP0::h::inst2::INSTR", "ZZZ")};
-    qv::app::MainLogic logic(qv::app::context(), view, source);
     logic.Load(env.user);
     ASSERT_EQ(view.rows.size(), 3u);
     EXPECT_EQ(view.rows[1].text, "Network (1.32)");
@@ -194,14 +177,9 @@ TEST(StartSequence, SearchFillsTheListsSelectsRowZeroAndGatesMenusByMask) {
     EXPECT_EQ(host.messages().size(), 2u);
 }
 
-TEST(StartSequence, FileRowKeepsTheMenusOfThePreviousInstrument) {
-    LogicEnv env;
+TEST_F(StartSequence, FileRowKeepsTheMenusOfThePreviousInstrument) {
     env.rows({{"A|RAW|x", "1"}});
-    ScriptedHost host;
-    FakeView view;
-    FakeSource source;
     source.records = {Rec("All", "1", "R1", "ALL"), {"<FILE>", "", "", ""}};
-    qv::app::MainLogic logic(qv::app::context(), view, source);
     logic.Load(env.user);
     ASSERT_EQ(view.rows.size(), 2u);
     EXPECT_EQ(qv::app::context().CapabilityMask, 63);
@@ -214,12 +192,7 @@ TEST(StartSequence, FileRowKeepsTheMenusOfThePreviousInstrument) {
     EXPECT_TRUE(view.menus[MenuId::MGLxUtilUserCorrection]);
 }
 
-TEST(BigButtons, RefusedButtonsShowFunctionNotSupportedAndAllowedOnesDoNot) {
-    LogicEnv env;
-    ScriptedHost host;
-    FakeView view;
-    FakeSource source;
-    qv::app::MainLogic logic(qv::app::context(), view, source);
+TEST_F(BigButtons, RefusedButtonsShowFunctionNotSupportedAndAllowedOnesDoNot) {
     qv::app::context().CapabilityMask = 0;
     for (BigButton b : {BigButton::Hardcopy, BigButton::Trace, BigButton::FilesInstr, BigButton::Tables,
                         BigButton::Scripts})
@@ -302,14 +275,9 @@ TEST(Folders, AppDataIsHonouredElseTheConfigFolder) {
     if (oldX) ::setenv("XDG_CONFIG_HOME", keepX.c_str(), 1); else ::unsetenv("XDG_CONFIG_HOME");
 }
 
-TEST(WayDown, ExitWritesTheSettingsAndTheSelectedRow) {
-    LogicEnv env;
+TEST_F(WayDown, ExitWritesTheSettingsAndTheSelectedRow) {
     env.rows({{"A|RAW|x", "1"}});
-    ScriptedHost host;
-    FakeView view;
-    FakeSource source;
     source.records = {Rec("A", "1", "R1", "AAA"), Rec("B", "2", "R2", "BBB")};
-    qv::app::MainLogic logic(qv::app::context(), view, source);
     logic.Load(env.user);
     logic.DeviceListSelected(1);
     qv::app::context().CopyDat = 1;
