@@ -3,9 +3,10 @@
 // command goes through VIF, as the program's windows do, so --log shows the
 // same I/O log a user would get from the program.
 #include "app/context.h"
-#include "app/iniio.h"
-#include "instrument_directory/capabilities.h"
 #include "app/host.h"
+#include "app/iniio.h"
+#include "app/main_window.h"
+#include "instrument_directory/capabilities.h"
 #include "instrument_directory/visa_scan.h"
 #include "instrument_io/vif.h"
 #include "instrument_io/visa/status_text.h"
@@ -214,7 +215,7 @@ int cmdScan(const Options& o) {
     qv::dir::VISAScan scan;
     const bool all = scan.VISAScanINI(ini, int32_t(o.timeoutMs), 0, scanFlags, true, serverFlags, true);
     for (int16_t i = 0; i < scan.DeviceCount(); ++i)
-        std::printf("%s\t%s\t%s\n", qv::dir::DisplayText(scan.DeviceInfo(i)).c_str(), scan.VISAResString(i).c_str(),
+        std::printf("%s\t%s\t%s\n", qv::app::DeviceListText(scan.DeviceInfo(i)).c_str(), scan.VISAResString(i).c_str(),
                     scan.ComputerName(i).c_str());
     std::fflush(stdout);
     if (!all) std::fprintf(stderr, "warning: not every configured instrument was reached\n");

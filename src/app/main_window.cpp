@@ -138,6 +138,8 @@ int16_t FunctionsMaskOf(const AppContext& ctx, std::string_view tag) {
 
 std::string DeviceListText(std::string_view info) {
     size_t bar = info.find('|');
+    // Without a display entry the text already reads "name (family)".
+    if (bar == std::string_view::npos) return std::string(info);
     std::string out(info.substr(0, bar));
     out += ' ';
     size_t paren = info.find('(');

@@ -146,7 +146,8 @@ void notifyFunctionNotSupported();
 int16_t FunctionsMaskOf(const AppContext& ctx, std::string_view tag);
 
 // The list text of one scan record: everything before the first "|", a
-// blank, and everything from the first "(" on.
+// blank, and everything from the first "(" on ("Lab (TKD)"); a text without
+// "|" as it stands.
 std::string DeviceListText(std::string_view deviceInfo);
 // The firmware part of a list text: behind the first "(" (the whole text
 // when there is none), "(Release)" and ")" removed, trimmed.

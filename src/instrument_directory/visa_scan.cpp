@@ -124,16 +124,6 @@ int16_t SelectedRecordIndex(const VISAScan& scan, int listIndex, const std::stri
     return int16_t(listIndex);
 }
 
-std::string DisplayText(const std::string& deviceInfo) {
-    size_t bar = deviceInfo.find('|');
-    // Without a display entry the text already reads "name (family)".
-    if (bar == std::string::npos) return deviceInfo;
-    size_t paren = deviceInfo.find('(');
-    std::string head = deviceInfo.substr(0, bar);
-    std::string tail = paren == std::string::npos ? std::string() : deviceInfo.substr(paren);
-    return head + " " + tail;
-}
-
 std::string VISAScan::IDAnswer(int16_t index) const { return field(index, &DeviceRecord::IDAnswer); }
 std::string VISAScan::VISAResString(int16_t index) const { return field(index, &DeviceRecord::VISAResString); }
 std::string VISAScan::RawAddress(int16_t index) const { return field(index, &DeviceRecord::RawAddress); }

@@ -103,9 +103,4 @@ int16_t SelectedRecordIndex(const VISAScan& scan, int listIndex, const std::stri
 // ("LAN::lab7::INSTR" gives "lab7"); empty when there is none.
 std::string ResourceHost(const std::string& resource);
 
-// The text the main window shows for a DeviceInfo: the part before the first
-// "|", a blank, and the part from the first "(" on ("Lab (TKD)"); a text
-// without "|" as it stands.
-std::string DisplayText(const std::string& deviceInfo);
-
 }  // namespace qv::dir

@@ -48,12 +48,6 @@ TEST(ResourceHostPart, FromTwoPastTheFirstColon) {
     EXPECT_EQ(ResourceHost("A:"), "");
 }
 
-TEST(DisplayTextOfInfo, NameBeforeBarAndFamilyFromParenthesis) {
-    EXPECT_EQ(DisplayText("Lab|GPIB0|20 (TKD)"), "Lab (TKD)");
-    EXPECT_EQ(DisplayText("TKD (TKD)"), "TKD (TKD)");
-    EXPECT_EQ(DisplayText("-|-|- (---)"), "- (---)");
-}
-
 TEST(CheckIPText, FourByteParts) {
     EXPECT_TRUE(CheckIP("192.168.0.1"));
     EXPECT_TRUE(CheckIP("1.2.3.4.5"));

@@ -2,6 +2,7 @@
 // port mapper, raw sockets, a silent instrument and a bus nobody serves.
 #include "dir_fixture.h"
 #include "app/context.h"
+#include "app/main_window.h"
 #include "instrument_directory/visa_scan.h"
 #include "scripted_host.h"
 #include "sim/simulator.h"
@@ -102,7 +103,7 @@ TEST_F(ScanOverSimulator, RecordsAndFullListIndex) {
         EXPECT_EQ(scan.GetIndexInFullList(i), w.row);
         EXPECT_EQ(scan.IDAnswer(i).rfind("Tesselhorn,", 0), 0u);
     }
-    EXPECT_EQ(DisplayText(scan.DeviceInfo(0)), "Lab (TKD)");
+    EXPECT_EQ(qv::app::DeviceListText(scan.DeviceInfo(0)), "Lab (TKD)");
     EXPECT_EQ(scan.DeviceFirmware(0), "4.40");
     EXPECT_EQ(scan.DeviceGroup(0), "7");
     // Options by resource: the first match decides the yes/no, the last the list.

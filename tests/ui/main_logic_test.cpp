@@ -225,6 +225,10 @@ TEST(NamingRule, ExampleAndTwoDigitFields) {
 TEST(SelectionText, ListTextAndFirmware) {
     EXPECT_EQ(qv::app::DeviceListText("Lab|TCPIP|h (4.40)"), "Lab (4.40)");
     EXPECT_EQ(qv::app::DeviceListText("Lab|TCPIP|h"), "Lab ");
+    // Records of rows without a comment part read "name (family)" already.
+    EXPECT_EQ(qv::app::DeviceListText("TKD (TKD)"), "TKD (TKD)");
+    EXPECT_EQ(qv::app::DeviceListText("TCPIP::h::INSTR (KDX)"), "TCPIP::h::INSTR (KDX)");
+    EXPECT_EQ(qv::app::DeviceListText("-|-|- (---)"), "- (---)");
     EXPECT_EQ(qv::app::FirmwareOf("Lab (4.40 (Release))"), "4.40");
     // Without "(" the whole text is the firmware.
     EXPECT_EQ(qv::app::FirmwareOf("Plain name"), "Plain name");
