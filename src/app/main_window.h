@@ -188,7 +188,6 @@ public:
     // The search; returns the number of rows. A search asked for while one
     // runs (from an event let through by the scan) does nothing.
     int SearchDevices();
-    bool Searching() const { return searching_; }
     // The selection logic of DeviceList (the window calls it on a change).
     void DeviceListSelected(int index);
     void ApplyCapabilities(std::string_view tag);

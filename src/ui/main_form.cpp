@@ -91,7 +91,10 @@ QString MenuControlName(MenuId id) {
 }
 
 MainForm::MainForm(qv::app::AppContext& ctx, qv::app::InstrumentSource& source, QWidget* parent)
-    : QMainWindow(parent), ctx_(ctx), source_(source), logic_(ctx, *this, source) {
+    : QMainWindow(parent),
+      ctx_(ctx),
+      dir_(dynamic_cast<DirectorySource*>(&source)),
+      logic_(ctx, *this, source) {
     setObjectName("MainForm");
     setWindowIcon(QIcon(ProgramEmblem(64)));
     resize(1200, 780);
@@ -333,11 +336,14 @@ void MainForm::Start(const std::string& appDataFolder) {
     logic_.Load(appDataFolder);
     loadDone_ = true;
     if (splashGone_) finishStart();
-    int n = static_cast<int>(logic_.Rows().size());
     if (!ctx_.VisaPresent)
         statusBar()->showMessage("No VISA: instrument functions are off.");
     else
-        statusBar()->showMessage(n == 1 ? QString("1 instrument found.") : QString("%1 instruments found.").arg(n));
+        showFoundCount(static_cast<int>(logic_.Rows().size()));
+}
+
+void MainForm::showFoundCount(int n) {
+    statusBar()->showMessage(n == 1 ? QString("1 instrument found.") : QString("%1 instruments found.").arg(n));
 }
 
 void MainForm::SetCaption(const std::string& caption) { setWindowTitle(qs(caption)); }
@@ -394,8 +400,8 @@ void MainForm::ShowStartSplash() {
         if (loadDone_) finishStart();
     });
     splash_->ShowSplash();
-    if (auto* ds = dynamic_cast<DirectorySource*>(&source_))
-        ds->onStatusText = [this](const std::string& t) {
+    if (dir_)
+        dir_->onStatusText = [this](const std::string& t) {
             if (splash_ && !splash_->IsClosing()) splash_->SetStatusText(qs(t));
         };
     qv::app::host().processEvents();
@@ -422,26 +428,24 @@ void MainForm::CheckSkinEntry(int which) {
         if (QAction* a = action(QString("WindowSkins%1").arg(i))) a->setChecked(i == which);
 }
 
-bool MainForm::showSingle(QPointer<QWidget>& slot, const std::function<QWidget*()>& make) {
-    if (slot) {
-        // These windows exist once: a second click brings the open one up.
-        if (auto* sub = qobject_cast<QMdiSubWindow*>(slot->parentWidget())) {
-            sub->showNormal();
-            mdi_->setActiveSubWindow(sub);
-        }
-        return false;
+void MainForm::showSingle(QPointer<QWidget>& slot, const std::function<QWidget*()>& make) {
+    if (!slot) {
+        slot = make();
+        openChild(slot);
+        return;
     }
-    slot = make();
-    openChild(slot);
-    return true;
+    // These windows exist once: a second click brings the open one up.
+    if (auto* sub = qobject_cast<QMdiSubWindow*>(slot->parentWidget())) {
+        sub->showNormal();
+        mdi_->setActiveSubWindow(sub);
+    }
 }
 
 void MainForm::OpenRemoteInterfaces() {
-    if (!ctx_.VisaPresent) return;
-    if (editor_) {
-        showSingle(editor_, nullptr);
-        return;
-    }
+    if (ctx_.VisaPresent) showSingle(editor_, [this] { return makeRemoteEditor(); });
+}
+
+QWidget* MainForm::makeRemoteEditor() {
     std::string regEntry = qv::app::ReadIni(ctx_.IniFilePath, qv::app::kVisaSection, "DeviceRegEntry",
                                             qv::app::Value(qv::app::kDeviceRegEntryDefault))
                                .text();
@@ -450,27 +454,26 @@ void MainForm::OpenRemoteInterfaces() {
     connect(ed, &VISARscEditor_new::accepted, this, [this] {
         QPointer<SplashForm> progress = showProgressSplash(false);
         logic_.ShowDeviceSelection(false);
-        if (auto* ds = dynamic_cast<DirectorySource*>(&source_)) {
-            ds->onProgress = [progress](int p) {
+        if (dir_) {
+            dir_->onProgress = [progress](int p) {
                 if (progress) progress->SplashSetProgessBar(p);
             };
-            ds->onStatusText = [progress](const std::string& t) {
+            dir_->onStatusText = [progress](const std::string& t) {
                 if (progress) progress->SetStatusText(qs(t));
             };
         }
         // The editor closes first; the search follows once it has gone.
         QTimer::singleShot(0, this, [this, progress] {
             int n = logic_.SearchDevices();
-            if (auto* ds = dynamic_cast<DirectorySource*>(&source_)) {
-                ds->onProgress = nullptr;
-                ds->onStatusText = nullptr;
+            if (dir_) {
+                dir_->onProgress = nullptr;
+                dir_->onStatusText = nullptr;
             }
             if (progress) progress->ReadyToWork();
-            statusBar()->showMessage(n == 1 ? QString("1 instrument found.") : QString("%1 instruments found.").arg(n));
+            showFoundCount(n);
         });
     });
-    editor_ = ed;
-    openChild(ed);
+    return ed;
 }
 
 SplashForm* MainForm::showProgressSplash(bool showCancel) {
@@ -497,22 +500,21 @@ QMdiSubWindow* MainForm::openChild(QWidget* w) {
 
 int MainForm::selectedRecord() const {
     int i = logic_.ListIndex();
-    auto* ds = dynamic_cast<DirectorySource*>(&source_);
-    if (i < 0 || !ds || !ds->myscan()) return -1;
+    if (i < 0 || !dir_ || !dir_->myscan()) return -1;
     const auto& rows = logic_.Rows();
-    return qv::dir::SelectedRecordIndex(*ds->myscan(), i, i < static_cast<int>(rows.size()) ? rows[i].resource : "");
+    return qv::dir::SelectedRecordIndex(*dir_->myscan(), i, i < static_cast<int>(rows.size()) ? rows[i].resource : "");
 }
 
 std::string MainForm::CurrentInstrumentField() const {
     int r = selectedRecord();
     if (r < 0) return {};
-    return static_cast<DirectorySource&>(source_).myscan()->DeviceMappedName(static_cast<int16_t>(r));
+    return dir_->myscan()->DeviceMappedName(static_cast<int16_t>(r));
 }
 
 std::string MainForm::CurrentInstrumentName() const {
     int r = selectedRecord();
     if (r < 0) return {};
-    qv::dir::VISAScan* s = static_cast<DirectorySource&>(source_).myscan();
+    qv::dir::VISAScan* s = dir_->myscan();
     // A master family has no mapped name of its own: its tag names it.
     std::string mapped = s->DeviceMappedName(static_cast<int16_t>(r));
     return mapped.empty() ? s->DeviceTyp(static_cast<int16_t>(r)) : mapped;

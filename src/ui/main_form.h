@@ -22,6 +22,7 @@ class QMenu;
 namespace qv::ui {
 
 class BigButtonWidget;
+class DirectorySource;
 class QtHost;
 class SplashStart;
 class SplashForm;
@@ -103,13 +104,17 @@ private:
     void chooseSaveFolder();
     void arrange(int mode);
     void updateIpVisibility();
-    // Opens the window of slot, or brings it up when it is open already;
-    // true when a new one was made.
-    bool showSingle(QPointer<QWidget>& slot, const std::function<QWidget*()>& make);
+    // Opens the window of slot, or brings it up when it is open already.
+    void showSingle(QPointer<QWidget>& slot, const std::function<QWidget*()>& make);
+    // The remote interfaces editor; OK empties the lists and searches again.
+    QWidget* makeRemoteEditor();
+    void showFoundCount(int n);
     int selectedRecord() const;
 
     qv::app::AppContext& ctx_;
-    qv::app::InstrumentSource& source_;
+    // The source as the instrument directory, for the scan's progress and
+    // records; null where another source stands in (tests).
+    DirectorySource* dir_;
     qv::app::MainLogic logic_;
     QMdiArea* mdi_ = nullptr;
     QComboBox* DeviceList_ = nullptr;

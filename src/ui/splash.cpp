@@ -186,11 +186,9 @@ void SplashForm::SplashSetProgessBar(int percent) {
 int SplashForm::Progress() const { return bar_->value(); }
 
 void SplashForm::SetStatusText(const QString& text) {
-    status_->setToolTip(text);
+    status_->setToolTip(text);  // the whole text, where the label elides it
     status_->setText(status_->fontMetrics().elidedText(text, Qt::ElideMiddle, width() - 40));
 }
-
-QString SplashForm::StatusText() const { return status_->toolTip(); }
 
 void SplashForm::ReadyToWork() {
     if (main_) main_->setEnabled(true);

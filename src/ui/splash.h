@@ -63,7 +63,6 @@ public:
     int Progress() const;
     // The status text under "Please wait...": the entry being visited.
     void SetStatusText(const QString& text);
-    QString StatusText() const;
 
 protected:
     void paintEvent(QPaintEvent*) override;
