@@ -2,6 +2,7 @@
 
 #include "app/data_folder.h"
 #include "app/debug.h"
+#include "app/functions_mask.h"
 #include "app/host.h"
 #include "app/iniio.h"
 #include "app/settings.h"
@@ -125,15 +126,6 @@ bool BigButtonAllowed(BigButton button, int16_t mask, std::string_view myVisaRsc
 void notifyFunctionNotSupported() {
     host().message("Function not supported", "Current function not supported by this instrument", Icon::Information,
                    Buttons::Ok);
-}
-
-int16_t FunctionsMaskOf(const AppContext& ctx, std::string_view tag) {
-    if (tag.empty()) return 0;
-    (void)ctx;  // the data folder honours ctx.ProgramFolder itself
-    Value v = ReadIni(dataFolder() + "/VisaDevices.ini", "FUNCTIONS", tag, Value(int16_t(0)), Value(int16_t(0)));
-    double n = v.number();
-    if (!std::isfinite(n) || n < -32768 || n > 32767) return 0;
-    return static_cast<int16_t>(std::lround(n));
 }
 
 std::string DeviceListText(std::string_view info) {
@@ -357,7 +349,7 @@ void MainLogic::DeviceListSelected(int index) {
 
 void MainLogic::ApplyCapabilities(std::string_view tag) {
     if (tag.empty()) return;
-    ctx_.CapabilityMask = FunctionsMaskOf(ctx_, tag);
+    ctx_.CapabilityMask = FunctionsMask(VisaDevicesPath(), tag);
     for (int i = 0; i < static_cast<int>(MenuId::Count); ++i) {
         MenuId id = static_cast<MenuId>(i);
         if (MenuCapabilityBit(id) != 0) setMenu(id, MenuEnabledForMask(id, ctx_.CapabilityMask));

@@ -142,9 +142,6 @@ bool BigButtonAllowed(BigButton button, int16_t mask, std::string_view myVisaRsc
 // The information message "Function not supported".
 void notifyFunctionNotSupported();
 
-// FUNCTIONS/<tag> of VisaDevices.ini in the data folder, default 0.
-int16_t FunctionsMaskOf(const AppContext& ctx, std::string_view tag);
-
 // The list text of one scan record: everything before the first "|", a
 // blank, and everything from the first "(" on ("Lab (TKD)"); a text without
 // "|" as it stands.

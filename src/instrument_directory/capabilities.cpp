@@ -1,6 +1,5 @@
 #include "instrument_directory/capabilities.h"
 
-#include "app/data_folder.h"
 #include "app/iniio.h"
 #include "app/numeric.h"
 #include "app/text.h"
@@ -27,13 +26,6 @@ SupDevRow rowFor(const std::string& name, int16_t mask) {
 }
 
 }  // namespace
-
-std::string VisaDevicesPath() { return app::dataFolder() + "/VisaDevices.ini"; }
-
-int16_t FunctionsMask(const std::string& visaDevicesIni, const std::string& tag) {
-    if (tag.empty()) return 0;
-    return readInt16(visaDevicesIni, "FUNCTIONS", tag, 0);
-}
 
 int16_t CapabilityMaskFor(const std::string& visaDevicesIni, const std::string& deviceTyp) {
     if (deviceTyp.empty() || deviceTyp == kNoDevice || deviceTyp == kDeviceUnknown || deviceTyp == kNoFamily)

@@ -3,6 +3,8 @@
 // offers, and the rows of the supported-devices table.
 #pragma once
 
+#include "app/functions_mask.h"
+
 #include <array>
 #include <cstdint>
 #include <string>
@@ -10,19 +12,17 @@
 
 namespace qv::dir {
 
-// Bits of a FUNCTIONS mask.
-inline constexpr int16_t kCapHardcopy = 1;
-inline constexpr int16_t kCapTrace = 2;
-inline constexpr int16_t kCapFiles = 4;
-inline constexpr int16_t kCapAnalyzerUtilities = 8;
-inline constexpr int16_t kCapUserCorrection = 16;
-inline constexpr int16_t kCapTables = 32;
+// The bits and the one reading of FUNCTIONS live in the core, where the
+// main window reaches them too.
+using app::kCapAnalyzerUtilities;
+using app::kCapFiles;
+using app::kCapHardcopy;
+using app::kCapTables;
+using app::kCapTrace;
+using app::kCapUserCorrection;
+using app::FunctionsMask;
+using app::VisaDevicesPath;
 
-// dataFolder()/VisaDevices.ini.
-std::string VisaDevicesPath();
-
-// FUNCTIONS/<tag>; 0 when the key is missing or not a number.
-int16_t FunctionsMask(const std::string& visaDevicesIni, const std::string& tag);
 // The mask of the selected instrument (its DeviceTyp); 0 for the reserved
 // words and an empty selection.
 int16_t CapabilityMaskFor(const std::string& visaDevicesIni, const std::string& deviceTyp);
