@@ -22,10 +22,6 @@ std::string readText(const std::string& file, const std::string& section, const 
 
 bool validIndex(int16_t index) { return index >= 0 && size_t(index) < deviceRecords().size(); }
 
-bool startsWith(std::string_view text, std::string_view prefix) {
-    return !prefix.empty() && text.size() >= prefix.size() && text.compare(0, prefix.size(), prefix) == 0;
-}
-
 }  // namespace
 
 std::vector<DeviceRecord>& deviceRecords() {
@@ -91,8 +87,10 @@ bool Identify(const std::string& answer, int16_t recordIndex, const std::vector<
     if (customNames && customIndex >= 0 && size_t(customIndex) < customNames->size())
         custom = (*customNames)[size_t(customIndex)];
     const IdentityTables& t = tables();
+    // An empty name (the placeholder of an empty master list or alias list)
+    // matches nothing: without a capability file nothing is identified.
     for (const std::string& m : t.masters) {
-        if (startsWith(answer, m)) {
+        if (!m.empty() && answer.starts_with(m)) {
             FillRecord(answer, recordIndex, m, custom, "");
             return true;
         }
@@ -101,7 +99,7 @@ bool Identify(const std::string& answer, int16_t recordIndex, const std::vector<
         auto idx = t.aliasIndex.find(m);
         if (idx == t.aliasIndex.end() || size_t(idx->second) >= t.aliasTable.size()) continue;
         for (const std::string& a : t.aliasTable[size_t(idx->second)].aliases) {
-            if (startsWith(answer, a)) {
+            if (!a.empty() && answer.starts_with(a)) {
                 FillRecord(answer, recordIndex, m, custom, answer.substr(0, a.size()));
                 return true;
             }

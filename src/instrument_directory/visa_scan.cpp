@@ -34,10 +34,6 @@ std::string field(int16_t index, std::string DeviceRecord::*member) {
     return r ? r->*member : std::string();
 }
 
-bool startsWith(std::string_view text, std::string_view prefix) {
-    return text.size() >= prefix.size() && text.compare(0, prefix.size(), prefix) == 0;
-}
-
 bool contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
 
 bool isNetworkResource(const std::string& res) {
@@ -154,13 +150,13 @@ int16_t VISAScan::GetIndexInFullList(int16_t index) const {
 std::string VISAScan::OptionListByRes(const std::string& res) const {
     std::string out;
     for (const DeviceRecord& r : deviceRecords())
-        if (startsWith(r.VISAResString, res)) out = r.OptionList;
+        if (r.VISAResString.starts_with(res)) out = r.OptionList;
     return out;
 }
 
 bool VISAScan::OptionByRes(const std::string& res, const std::string& option) const {
     for (const DeviceRecord& r : deviceRecords())
-        if (startsWith(r.VISAResString, res) && contains(r.OptionList, option)) return true;
+        if (r.VISAResString.starts_with(res) && contains(r.OptionList, option)) return true;
     return false;
 }
 
@@ -222,7 +218,7 @@ bool VISAScan::ReadScanList(std::vector<std::string>& resources, std::vector<std
         }
         const bool rowFlag = live < int(rowFlags.size()) && rowFlags[size_t(live)];
         if (useFlags && !rowFlag) continue;
-        if (startsWith(app::ToUpperAscii(resource), "LAN")) {
+        if (app::ToUpperAscii(resource).starts_with("LAN")) {
             const size_t a = resource.find("::");
             const size_t b = a == std::string::npos ? a : resource.find("::", a + 2);
             const std::string hostName =
@@ -306,10 +302,21 @@ bool VISAScan::VISAScanINI(const std::string& iniFile, int32_t timeoutMs, int32_
     if (viOpenDefaultRM(&rm) < VI_SUCCESS) return false;
     const ViUInt32 tmo = ViUInt32(std::max<int32_t>(timeoutMs, 1));
     const bool anyEntry = entries.size() > 1 || !entries.back().empty();
-    // The running count behind the full-list index. It runs over all
-    // servers, and only entries that were counted move it: in the common
-    // case (every failing row is a plain open failure) item k is k+1, so
-    // the windows' "item minus one" is the record index.
+    // The running count behind the full-list index. Item k of the index is
+    // the count when record k was made, i.e. the running number of its scan
+    // row, and the windows read "item minus one" as the record of list row
+    // k. The count runs on over all servers. What moves it:
+    //  - a GPIB row counts when it is opened: a GPIB open succeeds whether
+    //    or not an instrument listens at that address, so the row holds its
+    //    number, answered or not. A GPIB row that does not open at all still
+    //    took a number and shifts the items after it, which is why
+    //    SelectedRecordIndex checks the record's resource before it trusts
+    //    "item minus one";
+    //  - any other row counts only once it gave a record, so rows that do
+    //    not open leave no gap and item k stays k+1 in the common case;
+    //  - a row whose identification query cannot be written gives no record;
+    //    a GPIB one keeps its number (undone, then counted again), any other
+    //    takes one only while no GPIB row has been seen.
     int count = 0;
     bool gpibSeen = false;
 
@@ -327,12 +334,12 @@ bool VISAScan::VISAScanINI(const std::string& iniFile, int32_t timeoutMs, int32_
             ViSession vi = VI_NULL;
             std::string computerName;
             const std::string head = app::ToUpperAscii(entry.substr(0, 4));
-            const bool gpib = startsWith(head, "GPIB");
+            const bool gpib = head.starts_with("GPIB");
             if (gpib) {
                 gpibSeen = true;
                 ++count;
                 if (viOpen(rm, resource.c_str(), VI_NULL, 0, &vi) < VI_SUCCESS) vi = VI_NULL;
-            } else if (startsWith(head, "LAN")) {
+            } else if (head.starts_with("LAN")) {
                 std::string lan = entry;
                 const size_t ip = lan.find("|IP|");
                 if (ip != std::string::npos) computerName = lan.substr(ip + 4);
@@ -340,7 +347,7 @@ bool VISAScan::VISAScanINI(const std::string& iniFile, int32_t timeoutMs, int32_
                 if (cut != std::string::npos) lan.resize(cut);
                 vi = openLan(rm, prefix, lan, tmo, resource);
             } else {
-                if (startsWith(head, "RAW")) resource = prefix + (entry.size() > 5 ? entry.substr(5) : std::string());
+                if (head.starts_with("RAW")) resource = prefix + (entry.size() > 5 ? entry.substr(5) : std::string());
                 // A dead host must not hold the scan longer than one time-out.
                 if (viOpen(rm, resource.c_str(), VI_NULL, tmo, &vi) < VI_SUCCESS) vi = VI_NULL;
             }
@@ -352,6 +359,7 @@ bool VISAScan::VISAScanINI(const std::string& iniFile, int32_t timeoutMs, int32_
             viSetAttribute(vi, VI_ATTR_TMO_VALUE, tmo);
             ViUInt32 written = 0;
             if (viWrite(vi, reinterpret_cast<ViConstBuf>("*IDN?\n"), 6, &written) < VI_SUCCESS) {
+                // Undone, then counted again: see the count's rule above.
                 if (gpib) --count;
                 app::ErrorMessages(app::kMessageInstrumentNotFound, custom);
                 result = false;
@@ -427,7 +435,7 @@ std::vector<std::string> scanEach(VISAScan& scan, const std::string& expression,
             ViSession vi = VI_NULL;
             std::string opened = res;
             // Found resources and the fallback both carry the server prefix.
-            const std::string bare = startsWith(res, prefix) ? res.substr(prefix.size()) : res;
+            const std::string bare = res.starts_with(prefix) ? res.substr(prefix.size()) : res;
             if (contains(bare, "LAN")) {
                 vi = openLan(rm, prefix, bare, tmo, opened);
             } else if (viOpen(rm, res.c_str(), VI_NULL, tmo, &vi) < VI_SUCCESS) {
@@ -436,7 +444,8 @@ std::vector<std::string> scanEach(VISAScan& scan, const std::string& expression,
             if (vi == VI_NULL) continue;
             DeviceRecord& r = deviceRecords()[size_t(index)];
             r.VISAResString = opened;
-            if (isNetworkResource(opened)) r.RawAddress = ResourceHost(startsWith(opened, prefix) ? opened.substr(prefix.size()) : opened);
+            if (isNetworkResource(opened))
+                r.RawAddress = ResourceHost(opened.starts_with(prefix) ? opened.substr(prefix.size()) : opened);
             viSetAttribute(vi, VI_ATTR_TMO_VALUE, tmo);
             ViUInt32 written = 0;
             const ViStatus s = viWrite(vi, reinterpret_cast<ViConstBuf>("*IDN?\n"), 6, &written);

@@ -103,22 +103,25 @@ TEST(Identification, OutOfRangeRecordChangesNothing) {
     EXPECT_EQ(deviceRecords().size(), 1u);
 }
 
-// Every simulated model, aliases included, is identified as its family by
-// the shipped capability file.
-TEST(Identification, EverySimulatedModelFindsItsFamily) {
+// Every family and every alias of the shipped capability file is identified
+// as that family: the master list's order must let each tag win over the
+// shorter tags that are its prefixes.
+TEST(Identification, EveryShippedModelFindsItsFamily) {
     qvtest::loadShippedTables();
-    const std::map<std::string, std::string> aliasFamily{{"TKU", "TKD"}, {"TKV", "TKD"}, {"KDZ", "KDC"},
-                                                         {"MYK", "MYI"}, {"GLQ", "GLN"}, {"KDX", "TKW"}};
-    const std::vector<std::string> models{"TKD", "TKM", "TKB", "TKW", "TKN", "TKAH", "TKA", "TKR", "TKG", "VHJO",
-                                          "VHK", "VHY", "KDC", "KDE", "KDP", "KDH", "KDM", "GLEF", "GLN", "GLY",
-                                          "GLT", "GXB", "HUV", "DOF", "DOC", "MYI", "MYE", "BJY", "BJX", "BQS",
-                                          "PZB", "PWEF", "PWE", "TKU", "TKV", "KDZ", "MYK", "GLQ", "KDX"};
-    for (const std::string& m : models) {
+    const IdentityTables& t = identityTables();
+    std::vector<std::pair<std::string, std::string>> models;  // model, family
+    for (const std::string& m : t.masters)
+        if (!m.empty()) models.emplace_back(m, m);
+    for (const AliasElement& e : t.aliasTable)
+        for (const std::string& a : e.aliases)
+            if (!a.empty()) models.emplace_back(a, e.master);
+    ASSERT_GT(models.size(), 30u);
+    for (const auto& [model, family] : models) {
         ResetRecords();
-        ASSERT_EQ(IdentifyAnswer("Tesselhorn," + m + "-1,100000/001,1.00", 0, "", true), IdentOutcome::Matched) << m;
-        auto alias = aliasFamily.find(m);
-        EXPECT_EQ(deviceRecords()[0].DeviceTyp, alias == aliasFamily.end() ? m : alias->second) << m;
-        EXPECT_EQ(deviceRecords()[0].DeviceMappedName, alias == aliasFamily.end() ? "" : m) << m;
+        ASSERT_EQ(IdentifyAnswer("Tesselhorn," + model + "-1,100000/001,1.00", 0, "", true), IdentOutcome::Matched)
+            << model;
+        EXPECT_EQ(deviceRecords()[0].DeviceTyp, family) << model;
+        EXPECT_EQ(deviceRecords()[0].DeviceMappedName, model == family ? "" : model) << model;
     }
 }
 
