@@ -1,24 +1,34 @@
-#include "ui/dir_source.h"
+#include "instrument_directory/dir_source.h"
 
 #include "instrument_directory/capabilities.h"
 #include "instrument_directory/dev_ident.h"
-#include "instrument_io/vif.h"
 
-namespace qv::ui {
+#include <utility>
 
-bool DirectorySource::VisaPresent() { return qv::io::visaAvailable(); }
+namespace qv::dir {
 
-void DirectorySource::LoadMasterDevices() { qv::dir::LoadMasterList(qv::dir::VisaDevicesPath()); }
+DirectorySource::DirectorySource(std::function<bool()> visaPresent) : visaPresent_(std::move(visaPresent)) {}
+
+bool DirectorySource::VisaPresent() { return visaPresent_ ? visaPresent_() : true; }
+
+void DirectorySource::LoadMasterDevices() { LoadMasterList(VisaDevicesPath()); }
+
+void DirectorySource::SetScanProgress(std::function<void(int)> percent,
+                                      std::function<void(const std::string&)> status) {
+    onProgress_ = std::move(percent);
+    onStatusText_ = std::move(status);
+}
 
 std::vector<qv::app::ScanRecord> DirectorySource::Scan(const std::string& iniFile, int timeoutMs,
                                                        const std::vector<bool>& scanFlags,
                                                        const std::vector<bool>& serverFlags) {
-    scan_ = std::make_unique<qv::dir::VISAScan>();
+    scan_ = std::make_unique<VISAScan>();
+    // Read at each call: the window may change its hooks while a scan runs.
     scan_->onProgress = [this](int p) {
-        if (onProgress) onProgress(p);
+        if (onProgress_) onProgress_(p);
     };
     scan_->onStatusText = [this](const std::string& t) {
-        if (onStatusText) onStatusText(t);
+        if (onStatusText_) onStatusText_(t);
     };
     scan_->VISAScanINI(iniFile, timeoutMs, 0, scanFlags, true, serverFlags, true);
     std::vector<qv::app::ScanRecord> out;
@@ -27,4 +37,14 @@ std::vector<qv::app::ScanRecord> DirectorySource::Scan(const std::string& iniFil
     return out;
 }
 
-}  // namespace qv::ui
+bool DirectorySource::RecordNames(int listIndex, const std::string& rowResource, std::string& mappedName,
+                                  std::string& family) const {
+    if (!scan_) return false;
+    const int16_t r = SelectedRecordIndex(*scan_, listIndex, rowResource);
+    if (r < 0) return false;
+    mappedName = scan_->DeviceMappedName(r);
+    family = scan_->DeviceTyp(r);
+    return true;
+}
+
+}  // namespace qv::dir
