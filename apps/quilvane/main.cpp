@@ -9,8 +9,8 @@
 #include "app/context.h"
 #include "app/host.h"
 #include "demo.h"
+#include "instrument_directory/dir_source.h"
 #include "instrument_io/vif.h"
-#include "ui/dir_source.h"
 #include "ui/main_form.h"
 #include "ui/qt_host.h"
 
@@ -114,7 +114,7 @@ int main(int argc, char** argv) {
 
     qv::ui::QtHost host;
     qv::app::setHost(&host);
-    qv::ui::DirectorySource source;
+    qv::dir::DirectorySource source(&qv::io::visaAvailable);
     auto* form = new qv::ui::MainForm(qv::app::context(), source);
     form->setAttribute(Qt::WA_DeleteOnClose);
     host.setParent(form);

@@ -92,35 +92,28 @@ void HotKeyManager(const AppContext& ctx, HotKeyWindow& window, int keyCode, int
     host().processEvents();
 }
 
-int16_t MenuCapabilityBit(MenuId id) {
-    switch (id) {
-        case MenuId::MNewHardcopy: return 1;
-        case MenuId::MNewTrace: return 2;
-        case MenuId::MNewInstFileBrow: return 4;
-        case MenuId::MUtilTKxVHxCalResults:
-        case MenuId::MUtilTKxVHxSelfTest:
-        case MenuId::MUtilTKxVHxHardInfo:
-        case MenuId::MUtilTKxVHxDiscColor: return 8;
-        case MenuId::MGLxUtilUserCorrection: return 16;
-        case MenuId::MNewInstTables: return 32;
-        default: return 0;
-    }
-}
+int16_t MenuCapabilityBit(MenuId id) { return MenuEntryOf(id).bit; }
 
 bool MenuEnabledForMask(MenuId id, int16_t mask) {
     int16_t bit = MenuCapabilityBit(id);
     return bit == 0 ? true : (mask & bit) != 0;
 }
 
-bool BigButtonAllowed(BigButton button, int16_t mask, std::string_view myVisaRsc) {
+MenuId BigButtonEntry(BigButton button) {
     switch (button) {
-        case BigButton::Hardcopy: return (mask & 1) != 0;
-        case BigButton::Trace: return (mask & 2) != 0;
-        case BigButton::FilesInstr: return (mask & 4) != 0;
-        case BigButton::Tables: return (mask & 32) != 0;
-        case BigButton::Scripts: return !myVisaRsc.empty();
+        case BigButton::Hardcopy: return MenuId::MNewHardcopy;
+        case BigButton::Trace: return MenuId::MNewTrace;
+        case BigButton::FilesInstr: return MenuId::MNewInstFileBrow;
+        case BigButton::Tables: return MenuId::MNewInstTables;
+        case BigButton::Scripts: return MenuId::MNewInstScripts;
     }
-    return false;
+    return MenuId::Count;
+}
+
+bool BigButtonAllowed(BigButton button, int16_t mask, std::string_view myVisaRsc) {
+    const MenuEntry& e = MenuEntryOf(BigButtonEntry(button));
+    if (e.need == MenuNeed::Resource) return !myVisaRsc.empty();
+    return e.need == MenuNeed::Capability && (mask & e.bit) != 0;
 }
 
 void notifyFunctionNotSupported() {
@@ -195,13 +188,28 @@ bool SplashHandshake::TimerFired() {
 
 MainLogic::MainLogic(AppContext& ctx, MainView& view, InstrumentSource& source)
     : ctx_(ctx), view_(view), source_(source) {
-    // Nothing is selected before the first search: only the editor is on.
-    menuState_[static_cast<int>(MenuId::MFileVISARsc)] = true;
+    // Nothing is selected before the first search: of the instrument
+    // functions only the editor is on.
+    for (const MenuEntry& e : MenuEntries())
+        menuState_[static_cast<int>(e.id)] = e.need == MenuNeed::Nothing || e.need == MenuNeed::Visa;
+}
+
+bool MainLogic::MenuEnabled(MenuId id) const {
+    const int i = static_cast<int>(id);
+    return i >= 0 && i < kMenuIdCount && menuState_[i];
 }
 
 void MainLogic::setMenu(MenuId id, bool enabled) {
-    menuState_[static_cast<int>(id)] = enabled;
+    const int i = static_cast<int>(id);
+    if (i < 0 || i >= kMenuIdCount) return;
+    menuState_[i] = enabled;
     view_.SetMenuEnabled(id, enabled);
+}
+
+void MainLogic::setMenus(std::initializer_list<MenuNeed> needs, bool enabled) {
+    for (const MenuEntry& e : MenuEntries())
+        for (MenuNeed n : needs)
+            if (e.need == n) setMenu(e.id, enabled);
 }
 
 void MainLogic::Load(const std::string& appDataFolder) {
@@ -255,7 +263,7 @@ void MainLogic::Load(const std::string& appDataFolder) {
         ctx_.VisaPresent = false;
         host().message("Visa32.dll not found!", "VISA DLL could not be found.\r\nPlease install VISA software.",
                        Icon::Critical, Buttons::Ok);
-        setMenu(MenuId::MFileVISARsc, false);
+        setMenus({MenuNeed::Visa}, false);
         view_.StartSplashReady();
     }
 }
@@ -264,13 +272,12 @@ void MainLogic::ShowDeviceSelection(bool enabled) {
     rows_.clear();
     listIndex_ = -1;
     view_.ClearDeviceLists();
-    for (MenuId id : {MenuId::MNewHardcopy, MenuId::MNewTrace, MenuId::MNewInstFileBrow, MenuId::MUtilAllPollStatus,
-                      MenuId::MUtilAllInterAct, MenuId::MUtilAllRawRead, MenuId::MUtilTKxVHxCalResults,
-                      MenuId::MUtilTKxVHxSelfTest, MenuId::MUtilTKxVHxHardInfo, MenuId::MUtilTKxVHxDiscColor,
-                      MenuId::MGLxUtilUserCorrection})
-        setMenu(id, enabled);
-    // Scripts need only a selected instrument; they follow the list.
-    setMenu(MenuId::MNewInstScripts, enabled);
+    // Every instrument function follows the list but the tables, which
+    // keep their state through a refill; scripts need only a selected
+    // instrument and follow it too.
+    for (const MenuEntry& e : MenuEntries())
+        if (e.need == MenuNeed::Capability || e.need == MenuNeed::Selection || e.need == MenuNeed::Resource)
+            if (e.id != MenuId::MNewInstTables) setMenu(e.id, enabled);
 }
 
 int MainLogic::SearchDevices() {
@@ -314,16 +321,8 @@ void MainLogic::selectNothing() {
 
 void MainLogic::disableFunctions(bool includeGeneral) {
     ctx_.CapabilityMask = 0;
-    for (MenuId id : {MenuId::MNewHardcopy, MenuId::MNewTrace, MenuId::MNewInstFileBrow, MenuId::MNewInstTables,
-                      MenuId::MUtilTKxVHxCalResults, MenuId::MUtilTKxVHxSelfTest, MenuId::MUtilTKxVHxHardInfo,
-                      MenuId::MUtilTKxVHxDiscColor, MenuId::MGLxUtilUserCorrection})
-        setMenu(id, false);
-    if (includeGeneral) {
-        setMenu(MenuId::MUtilAllPollStatus, false);
-        setMenu(MenuId::MUtilAllInterAct, false);
-        setMenu(MenuId::MUtilAllRawRead, false);
-        setMenu(MenuId::MNewInstScripts, false);
-    }
+    setMenus({MenuNeed::Capability}, false);
+    if (includeGeneral) setMenus({MenuNeed::Selection, MenuNeed::Resource}, false);
 }
 
 void MainLogic::DeviceListSelected(int index) {
@@ -344,19 +343,15 @@ void MainLogic::DeviceListSelected(int index) {
     MyDevType = row.type;
     MyFirmware = FirmwareOf(row.text);
     ApplyCapabilities(MyDevType);
-    setMenu(MenuId::MNewInstScripts, !MyVISARsc.empty());
+    setMenus({MenuNeed::Resource}, !MyVISARsc.empty());
 }
 
 void MainLogic::ApplyCapabilities(std::string_view tag) {
     if (tag.empty()) return;
     ctx_.CapabilityMask = FunctionsMask(VisaDevicesPath(), tag);
-    for (int i = 0; i < static_cast<int>(MenuId::Count); ++i) {
-        MenuId id = static_cast<MenuId>(i);
-        if (MenuCapabilityBit(id) != 0) setMenu(id, MenuEnabledForMask(id, ctx_.CapabilityMask));
-    }
-    setMenu(MenuId::MUtilAllPollStatus, true);
-    setMenu(MenuId::MUtilAllInterAct, true);
-    setMenu(MenuId::MUtilAllRawRead, true);
+    for (const MenuEntry& e : MenuEntries())
+        if (e.need == MenuNeed::Capability) setMenu(e.id, MenuEnabledForMask(e.id, ctx_.CapabilityMask));
+    setMenus({MenuNeed::Selection}, true);
 }
 
 void MainLogic::EndLoad() {

@@ -8,33 +8,17 @@
 #pragma once
 
 #include "app/context.h"
+#include "app/menu_table.h"
 #include "app/standard.h"
 
 #include <cstdint>
+#include <functional>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace qv::app {
-
-// Menu entries whose enabled state the logic decides.
-enum class MenuId {
-    MFileVISARsc,
-    MNewHardcopy,
-    MNewTrace,
-    MNewInstFileBrow,
-    MNewInstTables,
-    MNewInstScripts,
-    MUtilAllPollStatus,
-    MUtilAllInterAct,
-    MUtilAllRawRead,
-    MUtilTKxVHxCalResults,
-    MUtilTKxVHxSelfTest,
-    MUtilTKxVHxHardInfo,
-    MUtilTKxVHxDiscColor,
-    MGLxUtilUserCorrection,
-    Count
-};
 
 // The five big buttons of the main window.
 enum class BigButton { Hardcopy, Trace, FilesInstr, Tables, Scripts };
@@ -66,6 +50,15 @@ public:
     virtual std::vector<ScanRecord> Scan(const std::string& iniFile, int timeoutMs,
                                          const std::vector<bool>& scanFlags,
                                          const std::vector<bool>& serverFlags) = 0;
+    // Where the scans report: percent done (0-100) and the entry being
+    // visited (the custom name, "@" and the entry). Either may be empty.
+    virtual void SetScanProgress(std::function<void(int)> percent,
+                                 std::function<void(const std::string&)> status) = 0;
+    // The record behind row listIndex of the last scan's list (the row shows
+    // rowResource): its mapped name (empty for a master family) and its
+    // family. False when no record stands behind the row.
+    virtual bool RecordNames(int listIndex, const std::string& rowResource, std::string& mappedName,
+                             std::string& family) const = 0;
 };
 
 class MainView {
@@ -132,11 +125,13 @@ public:
 // code both match. A cancelled file dialog ends the save without a word.
 void HotKeyManager(const AppContext& ctx, HotKeyWindow& window, int keyCode, int modifiers);
 
-// The bits of CapabilityMask each gated menu entry needs; 0 for entries
-// that follow the selection only.
+// The bit of CapabilityMask a menu entry needs; 0 for entries that need
+// no capability.
 int16_t MenuCapabilityBit(MenuId id);
 // Enabled state of a menu entry for a mask with an instrument selected.
 bool MenuEnabledForMask(MenuId id, int16_t mask);
+// The menu entry a big button stands for: its rule and its look.
+MenuId BigButtonEntry(BigButton button);
 // Whether a big button may run its action; false means "Function not supported".
 bool BigButtonAllowed(BigButton button, int16_t mask, std::string_view myVisaRsc);
 // The information message "Function not supported".
@@ -202,12 +197,15 @@ public:
     int ListIndex() const { return listIndex_; }
     // The list text of the selected row ("" without one): the naming rule's name.
     std::string CurrentListText() const;
-    // Whether the selection menus are enabled right now (as last set; at
-    // first every instrument function is off and the editor on).
-    bool MenuEnabled(MenuId id) const { return menuState_[static_cast<int>(id)]; }
+    // Whether a menu entry is enabled right now (as last set; at first
+    // every instrument function is off, the editor and the entries that
+    // need nothing on).
+    bool MenuEnabled(MenuId id) const;
 
 private:
     void setMenu(MenuId id, bool enabled);
+    // Every entry that needs one of these.
+    void setMenus(std::initializer_list<MenuNeed> needs, bool enabled);
     void disableFunctions(bool includeGeneral);
     // A search that leaves the list empty leaves nothing selected.
     void selectNothing();
@@ -218,7 +216,7 @@ private:
     std::vector<DeviceRow> rows_;
     int listIndex_ = -1;
     bool searching_ = false;
-    bool menuState_[static_cast<int>(MenuId::Count)] = {};
+    bool menuState_[kMenuIdCount] = {};
 };
 
 }  // namespace qv::app

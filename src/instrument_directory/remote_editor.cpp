@@ -29,8 +29,8 @@ void writeFlag(const app::IniRows& rows, int row, bool on) {
     app::WriteIni(rows.file, rows.section, rows.prefix + std::to_string(row), app::Value(std::string(on ? "1" : "0")));
 }
 
-void writeRow(const app::IniRows& rows, int row, const std::string& value) {
-    app::WriteIni(rows.file, rows.section, rows.prefix + std::to_string(row), app::Value(value));
+bool writeRow(const app::IniRows& rows, int row, const std::string& value) {
+    return app::WriteIni(rows.file, rows.section, rows.prefix + std::to_string(row), app::Value(value));
 }
 
 std::vector<EditorRow> readRows(const app::IniRows& names, const app::IniRows& flags) {
@@ -51,9 +51,17 @@ int locate(const app::IniRows& rows, const EditorRow& row) {
     return app::FindRow(rows, row.value);
 }
 
+// A new row goes behind the last row of the list: a deleted row keeps its
+// "NULL", so an instrument added again does not move up the scan order.
+// The flags are read up to the first empty one, so every row before the new
+// one gets a flag if it has none ("0": it was not scanned, and still isn't).
 bool addRow(const app::IniRows& names, const app::IniRows& flags, const std::string& value, EditorRow* added) {
-    const int n = app::AppendRow(names, value);
-    if (n < 1) return false;
+    int n = 1;
+    while (n <= kMaxRows && !app::ReadRow(names, n).empty()) ++n;
+    if (n > kMaxRows) return false;
+    for (int r = 1; r < n; ++r)
+        if (app::ReadRow(flags, r).empty()) writeFlag(flags, r, false);
+    if (!writeRow(names, n, value)) return false;
     writeFlag(flags, n, true);
     if (added) *added = EditorRow{n, value, true};
     return true;

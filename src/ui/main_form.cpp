@@ -6,9 +6,7 @@
 #include "app/iniio.h"
 #include "app/settings.h"
 #include "app/standard.h"
-#include "instrument_directory/visa_scan.h"
 #include "ui/big_button.h"
-#include "ui/dir_source.h"
 #include "ui/error_form.h"
 #include "ui/icons.h"
 #include "ui/ip_resolve.h"
@@ -67,33 +65,15 @@ protected:
 }  // namespace
 
 using qv::app::BigButton;
+using qv::app::MenuEntry;
+using qv::app::MenuGroup;
 using qv::app::MenuId;
-
-QString MenuControlName(MenuId id) {
-    switch (id) {
-        case MenuId::MFileVISARsc: return "MFileVISARsc";
-        case MenuId::MNewHardcopy: return "MNewHardcopy";
-        case MenuId::MNewTrace: return "MNewTrace";
-        case MenuId::MNewInstFileBrow: return "MNewInstFileBrow";
-        case MenuId::MNewInstTables: return "MNewInstTables";
-        case MenuId::MNewInstScripts: return "MNewInstScripts";
-        case MenuId::MUtilAllPollStatus: return "MUtilAllPollStatus";
-        case MenuId::MUtilAllInterAct: return "MUtilAllInterAct";
-        case MenuId::MUtilAllRawRead: return "MUtilAllRawRead";
-        case MenuId::MUtilTKxVHxCalResults: return "MUtilTKxVHxCalResults";
-        case MenuId::MUtilTKxVHxSelfTest: return "MUtilTKxVHxSelfTest";
-        case MenuId::MUtilTKxVHxHardInfo: return "MUtilTKxVHxHardInfo";
-        case MenuId::MUtilTKxVHxDiscColor: return "MUtilTKxVHxDiscColor";
-        case MenuId::MGLxUtilUserCorrection: return "MGLxUtilUserCorrection";
-        case MenuId::Count: break;
-    }
-    return {};
-}
+using qv::app::MenuKind;
 
 MainForm::MainForm(qv::app::AppContext& ctx, qv::app::InstrumentSource& source, QWidget* parent)
     : QMainWindow(parent),
       ctx_(ctx),
-      dir_(dynamic_cast<DirectorySource*>(&source)),
+      source_(source),
       logic_(ctx, *this, source) {
     setObjectName("MainForm");
     setWindowIcon(QIcon(ProgramEmblem(64)));
@@ -113,6 +93,7 @@ MainForm::MainForm(qv::app::AppContext& ctx, qv::app::InstrumentSource& source, 
 }
 
 MainForm::~MainForm() {
+    source_.SetScanProgress(nullptr, nullptr);
     ctx_.DeviceListIndex = nullptr;
     ctx_.CloseSplashes = nullptr;
     qv::app::SetDisplayErrorHandler(nullptr);
@@ -121,116 +102,116 @@ MainForm::~MainForm() {
         if (s) delete s.data();
 }
 
-QAction* MainForm::addEntry(QMenu* menu, const QString& control, const QString& caption) {
-    QAction* a = menu->addAction(caption);
-    a->setObjectName(control);
-    actions_.insert(control, a);
-    return a;
+const std::array<MainForm::MenuHandler, qv::app::kMenuIdCount>& MainForm::menuHandlers() {
+    struct Row {
+        MenuId id;
+        MenuHandler run;
+    };
+    // Functions whose windows come later say so when chosen.
+    static constexpr MenuHandler later = [](MainForm& f, MenuId id) { f.notAvailable(id); };
+    static constexpr MenuHandler arrange = [](MainForm& f, MenuId id) {
+        f.arrange(static_cast<int>(id) - static_cast<int>(MenuId::MWinArr0));
+    };
+    // Skins come with the appearance subsystem; until then every entry
+    // keeps the built-in look and only the check mark moves.
+    static constexpr MenuHandler skin = [](MainForm& f, MenuId id) {
+        f.CheckSkinEntry(static_cast<int>(id) - static_cast<int>(MenuId::WindowSkins1) + 1);
+        f.statusBar()->showMessage("Skins are not available in this build; the built-in look stays.", 4000);
+    };
+    // Display colours and the popup entries have no action here.
+    static const Row rows[] = {
+        {MenuId::MFileVISARsc, [](MainForm& f, MenuId) { f.OpenRemoteInterfaces(); }},
+        {MenuId::MFileSettings,
+         [](MainForm& f, MenuId) { f.showSingle(f.settings_, [&f] { return new SettingsForm(f.ctx_); }); }},
+        {MenuId::MenuFilePath, [](MainForm& f, MenuId) { f.chooseSaveFolder(); }},
+        {MenuId::MFileExit, [](MainForm& f, MenuId) { f.close(); }},
+        {MenuId::MNewHardcopy, [](MainForm& f, MenuId) { f.runNewHardcopy(); }},
+        {MenuId::MNewTrace, [](MainForm& f, MenuId) { f.runNewTrace(); }},
+        {MenuId::MNewInstFileBrow, [](MainForm& f, MenuId) { f.runNewInstFileBrow(); }},
+        {MenuId::MNewInstTables, [](MainForm& f, MenuId) { f.runNewInstTables(); }},
+        {MenuId::MNewInstScripts, [](MainForm& f, MenuId) { f.runNewInstScripts(); }},
+        {MenuId::MUtilAllPollStatus, later},
+        {MenuId::MUtilAllInterAct, later},
+        {MenuId::MUtilAllRawRead, later},
+        {MenuId::IPResolver, [](MainForm& f, MenuId) { f.showSingle(f.ipResolve_, [] { return new IPResolve; }); }},
+        {MenuId::MUtilTKxVHxCalResults, later},
+        {MenuId::MUtilTKxVHxSelfTest, later},
+        {MenuId::MUtilTKxVHxHardInfo, later},
+        {MenuId::MGLxUtilUserCorrection, later},
+        {MenuId::MWinArr0, arrange},
+        {MenuId::MWinArr1, arrange},
+        {MenuId::MWinArr2, arrange},
+        {MenuId::MWinArr3, arrange},
+        {MenuId::WindowSkins1, skin},
+        {MenuId::WindowSkins2, skin},
+        {MenuId::WindowSkins3, skin},
+        {MenuId::HelpHelp,
+         [](MainForm&, MenuId) {
+             std::string manual = qv::app::dataFolder() + "/Quilvane.pdf";
+             if (!qv::app::host().openWithShell(manual))
+                 qv::app::host().message("Help", "The manual Quilvane.pdf is not installed with this build.",
+                                         qv::app::Icon::Information);
+         }},
+        {MenuId::SupDevicesMenu,
+         [](MainForm& f, MenuId) { f.showSingle(f.supDevices_, [] { return new SupDevices; }); }},
+        {MenuId::MHelpAbout,
+         [](MainForm& f, MenuId) {
+             QMessageBox::about(&f, "About Quilvane",
+                                QString("<b>Quilvane</b><br>Tesselhorn<br>%1").arg(qs(qv::app::GetAboutFormVersion())));
+         }},
+    };
+    static const auto table = [] {
+        std::array<MenuHandler, qv::app::kMenuIdCount> t{};
+        for (const Row& r : rows) t[static_cast<size_t>(r.id)] = r.run;
+        return t;
+    }();
+    return table;
+}
+
+QAction* MainForm::action(MenuId id) const {
+    const size_t i = static_cast<size_t>(id);
+    return i < actionById_.size() ? actionById_[i] : nullptr;
+}
+
+QMenu* MainForm::menu(MenuGroup group) const {
+    const size_t i = static_cast<size_t>(group);
+    return i < menus_.size() ? menus_[i] : nullptr;
 }
 
 void MainForm::buildMenus() {
-    QMenuBar* mb = menuBar();
-    QMenu* file = mb->addMenu("&File");
-    file->setObjectName("MFile");
-    connect(addEntry(file, "MFileVISARsc", "Remote Interfaces..."), &QAction::triggered, this,
-            [this] { OpenRemoteInterfaces(); });
-    connect(addEntry(file, "MFileSettings", "&Settings..."), &QAction::triggered, this,
-            [this] { showSingle(settings_, [this] { return new SettingsForm(ctx_); }); });
-    connect(addEntry(file, "MenuFilePath", "Directory for Saving Files..."), &QAction::triggered, this,
-            [this] { chooseSaveFolder(); });
-    file->addSeparator();
-    connect(addEntry(file, "MFileExit", "E&xit"), &QAction::triggered, this, [this] { close(); });
-
-    QMenu* inst = mb->addMenu("&Instrument");
-    inst->setObjectName("MNew");
-    connect(addEntry(inst, "MNewHardcopy", "&Hardcopy..."), &QAction::triggered, this, [this] { runNewHardcopy(); });
-    connect(addEntry(inst, "MNewTrace", "&Trace Display..."), &QAction::triggered, this, [this] { runNewTrace(); });
-    connect(addEntry(inst, "MNewInstFileBrow", "&File Browser..."), &QAction::triggered, this,
-            [this] { runNewInstFileBrow(); });
-    connect(addEntry(inst, "MNewInstTables", "&Print Tables..."), &QAction::triggered, this,
-            [this] { runNewInstTables(); });
-    connect(addEntry(inst, "MNewInstScripts", "&Scripts..."), &QAction::triggered, this,
-            [this] { runNewInstScripts(); });
-
-    QMenu* util = mb->addMenu("&Utilities");
-    util->setObjectName("MUtil");
-    connect(addEntry(util, "MUtilAllPollStatus", "Poll Main Status Information..."), &QAction::triggered, this,
-            [this] { notAvailable("Poll Main Status Information"); });
-    connect(addEntry(util, "MUtilAllInterAct", "&Interactive Control..."), &QAction::triggered, this,
-            [this] { notAvailable("Interactive Control"); });
-    connect(addEntry(util, "MUtilAllRawRead", "&Raw Reading..."), &QAction::triggered, this,
-            [this] { notAvailable("Raw Reading"); });
-    util->addSeparator();
-    connect(addEntry(util, "IPResolver", "&IP Address Resolver..."), &QAction::triggered, this,
-            [this] { showSingle(ipResolve_, [] { return new IPResolve; }); });
-    util->addSeparator();
-    connect(addEntry(util, "MUtilTKxVHxCalResults", "Read &Calibration Results..."), &QAction::triggered, this,
-            [this] { notAvailable("Read Calibration Results"); });
-    connect(addEntry(util, "MUtilTKxVHxSelfTest", "Read Selftest Results..."), &QAction::triggered, this,
-            [this] { notAvailable("Read Selftest Results"); });
-    connect(addEntry(util, "MUtilTKxVHxHardInfo", "Read Hardware Info..."), &QAction::triggered, this,
-            [this] { notAvailable("Read Hardware Info"); });
-    // Display colours has no action of its own.
-    addEntry(util, "MUtilTKxVHxDiscColor", "Display &Colors...");
-    util->addSeparator();
-    connect(addEntry(util, "MGLxUtilUserCorrection", "Generator User Correction..."), &QAction::triggered, this,
-            [this] { notAvailable("Generator User Correction"); });
-
-    QMenu* win = mb->addMenu("&Window");
-    win->setObjectName("MWin");
-    const char* arr[] = {"&Cascade", "Tile &Horizontally", "Tile &Vertically", "&Arrange Icons"};
-    for (int i = 0; i < 4; ++i)
-        connect(addEntry(win, QString("MWinArr%1").arg(i), arr[i]), &QAction::triggered, this, [this, i] { arrange(i); });
-    win->addSeparator();
-    auto* skins = new QActionGroup(this);
-    skins->setExclusive(true);
-    for (int i = 1; i <= 3; ++i) {
-        QAction* a = addEntry(win, QString("WindowSkins%1").arg(i), QString("&Skin%1").arg(i));
-        a->setCheckable(true);
-        skins->addAction(a);
-        // Skins come with the appearance subsystem; until then every entry
-        // keeps the built-in look and only the check mark moves.
-        connect(a, &QAction::triggered, this, [this, i] {
-            CheckSkinEntry(i);
-            statusBar()->showMessage("Skins are not available in this build; the built-in look stays.", 4000);
-        });
+    // The menus of the bar in table order; the popup menus stand outside it
+    // (the hidden POPUPS menu).
+    for (const qv::app::MenuGroupRow& g : qv::app::MenuGroups()) {
+        QMenu* m = g.popup ? new QMenu(g.caption, this) : menuBar()->addMenu(g.caption);
+        m->setObjectName(g.control);
+        menus_[static_cast<size_t>(g.group)] = m;
     }
-
-    QMenu* help = mb->addMenu("&Help");
-    help->setObjectName("MHelp");
-    connect(addEntry(help, "HelpHelp", "&Help"), &QAction::triggered, this, [] {
-        std::string manual = qv::app::dataFolder() + "/Quilvane.pdf";
-        if (!qv::app::host().openWithShell(manual))
-            qv::app::host().message("Help", "The manual Quilvane.pdf is not installed with this build.",
-                                    qv::app::Icon::Information);
-    });
-    connect(addEntry(help, "HelpUpdate", "&Check for updates"), &QAction::triggered, this,
-            [this] { notAvailable("Check for updates"); });
-    connect(addEntry(help, "SupDevicesMenu", "Supported &Devices..."), &QAction::triggered, this,
-            [this] { showSingle(supDevices_, [] { return new SupDevices; }); });
-    help->addSeparator();
-    connect(addEntry(help, "MHelpAbout", "&About"), &QAction::triggered, this, [this] {
-        QMessageBox::about(this, "About Quilvane",
-                           QString("<b>Quilvane</b><br>Tesselhorn<br>%1").arg(qs(qv::app::GetAboutFormVersion())));
-    });
-
-    // The popup menus live outside the menu bar (the hidden POPUPS menu).
-    TraceMenu_ = new QMenu("TraceMenu", this);
-    TraceMenu_->setObjectName("TraceMenu");
-    addEntry(TraceMenu_, "TMZOOM", "Zoom");
-    addEntry(TraceMenu_, "TMPAN", "Pan");
-    addEntry(TraceMenu_, "TMPoints", "Points");
-    addEntry(TraceMenu_, "TMLine", "Line");
-    InstFileMenu_ = new QMenu("InstFileMenu", this);
-    InstFileMenu_->setObjectName("InstFileMenu");
-    addEntry(InstFileMenu_, "FMOPEN", "Open");
-    addEntry(InstFileMenu_, "FMSAVETO", "Save to...");
-    QMenu* view = InstFileMenu_->addMenu("View");
-    view->menuAction()->setObjectName("FMVIEW");
-    actions_.insert("FMVIEW", view->menuAction());
-    const char* modes[] = {"Large Icons", "Small Icons", "List", "Details"};
-    for (int i = 0; i < 4; ++i) addEntry(view, QString("FMVIEWMODE%1").arg(i), modes[i]);
-    addEntry(InstFileMenu_, "FMRENAME", "Rename");
+    std::array<QActionGroup*, static_cast<size_t>(MenuGroup::Count)> checkGroups = {};
+    const auto& handlers = menuHandlers();
+    for (const MenuEntry& e : qv::app::MenuEntries()) {
+        QMenu* parent = menu(e.group);
+        if (!parent) continue;
+        if (e.separatorBefore) parent->addSeparator();
+        QAction* a = nullptr;
+        if (e.kind == MenuKind::Submenu) {
+            QMenu* sub = parent->addMenu(e.caption);
+            if (static_cast<size_t>(e.opens) < menus_.size()) menus_[static_cast<size_t>(e.opens)] = sub;
+            a = sub->menuAction();
+        } else {
+            a = parent->addAction(e.caption);
+        }
+        a->setObjectName(e.control);
+        actions_.insert(e.control, a);
+        actionById_[static_cast<size_t>(e.id)] = a;
+        if (e.kind == MenuKind::Check) {
+            a->setCheckable(true);
+            QActionGroup*& exclusive = checkGroups[static_cast<size_t>(e.group)];
+            if (!exclusive) exclusive = new QActionGroup(this);
+            exclusive->addAction(a);
+        }
+        if (MenuHandler run = handlers[static_cast<size_t>(e.id)])
+            connect(a, &QAction::triggered, this, [this, run, id = e.id] { run(*this, id); });
+    }
 }
 
 void MainForm::buildCentral() {
@@ -349,19 +330,11 @@ void MainForm::showFoundCount(int n) {
 void MainForm::SetCaption(const std::string& caption) { setWindowTitle(qs(caption)); }
 
 void MainForm::SetMenuEnabled(MenuId id, bool enabled) {
-    if (QAction* a = actions_.value(MenuControlName(id))) a->setEnabled(enabled);
+    if (QAction* a = action(id)) a->setEnabled(enabled);
     // The big buttons look like their menu entries; a click still goes to
     // the capability test, which refuses with its message.
-    BigButton b;
-    switch (id) {
-        case MenuId::MNewHardcopy: b = BigButton::Hardcopy; break;
-        case MenuId::MNewTrace: b = BigButton::Trace; break;
-        case MenuId::MNewInstFileBrow: b = BigButton::FilesInstr; break;
-        case MenuId::MNewInstTables: b = BigButton::Tables; break;
-        case MenuId::MNewInstScripts: b = BigButton::Scripts; break;
-        default: return;
-    }
-    if (BigButtonWidget* w = bigButton(b)) w->setAvailable(enabled);
+    for (auto it = buttons_.cbegin(); it != buttons_.cend(); ++it)
+        if (qv::app::BigButtonEntry(static_cast<BigButton>(it.key())) == id) it.value()->setAvailable(enabled);
 }
 
 void MainForm::ClearDeviceLists() {
@@ -400,10 +373,9 @@ void MainForm::ShowStartSplash() {
         if (loadDone_) finishStart();
     });
     splash_->ShowSplash();
-    if (dir_)
-        dir_->onStatusText = [this](const std::string& t) {
-            if (splash_ && !splash_->IsClosing()) splash_->SetStatusText(qs(t));
-        };
+    source_.SetScanProgress(nullptr, [this](const std::string& t) {
+        if (splash_ && !splash_->IsClosing()) splash_->SetStatusText(qs(t));
+    });
     qv::app::host().processEvents();
 }
 
@@ -424,8 +396,9 @@ void MainForm::StartSplashReady() {
 }
 
 void MainForm::CheckSkinEntry(int which) {
-    for (int i = 1; i <= 3; ++i)
-        if (QAction* a = action(QString("WindowSkins%1").arg(i))) a->setChecked(i == which);
+    int n = 1;
+    for (MenuId id : {MenuId::WindowSkins1, MenuId::WindowSkins2, MenuId::WindowSkins3})
+        if (QAction* a = action(id)) a->setChecked(n++ == which);
 }
 
 void MainForm::showSingle(QPointer<QWidget>& slot, const std::function<QWidget*()>& make) {
@@ -454,21 +427,17 @@ QWidget* MainForm::makeRemoteEditor() {
     connect(ed, &VISARscEditor_new::accepted, this, [this] {
         QPointer<SplashForm> progress = showProgressSplash(false);
         logic_.ShowDeviceSelection(false);
-        if (dir_) {
-            dir_->onProgress = [progress](int p) {
+        source_.SetScanProgress(
+            [progress](int p) {
                 if (progress) progress->SplashSetProgessBar(p);
-            };
-            dir_->onStatusText = [progress](const std::string& t) {
+            },
+            [progress](const std::string& t) {
                 if (progress) progress->SetStatusText(qs(t));
-            };
-        }
+            });
         // The editor closes first; the search follows once it has gone.
         QTimer::singleShot(0, this, [this, progress] {
             int n = logic_.SearchDevices();
-            if (dir_) {
-                dir_->onProgress = nullptr;
-                dir_->onStatusText = nullptr;
-            }
+            source_.SetScanProgress(nullptr, nullptr);
             if (progress) progress->ReadyToWork();
             showFoundCount(n);
         });
@@ -498,26 +467,23 @@ QMdiSubWindow* MainForm::openChild(QWidget* w) {
     return sub;
 }
 
-int MainForm::selectedRecord() const {
-    int i = logic_.ListIndex();
-    if (i < 0 || !dir_ || !dir_->myscan()) return -1;
+bool MainForm::selectedRecordNames(std::string& mappedName, std::string& family) const {
+    const int i = logic_.ListIndex();
     const auto& rows = logic_.Rows();
-    return qv::dir::SelectedRecordIndex(*dir_->myscan(), i, i < static_cast<int>(rows.size()) ? rows[i].resource : "");
+    if (i < 0 || i >= static_cast<int>(rows.size())) return false;
+    return source_.RecordNames(i, rows[i].resource, mappedName, family);
 }
 
 std::string MainForm::CurrentInstrumentField() const {
-    int r = selectedRecord();
-    if (r < 0) return {};
-    return dir_->myscan()->DeviceMappedName(static_cast<int16_t>(r));
+    std::string mapped, family;
+    return selectedRecordNames(mapped, family) ? mapped : std::string();
 }
 
 std::string MainForm::CurrentInstrumentName() const {
-    int r = selectedRecord();
-    if (r < 0) return {};
-    qv::dir::VISAScan* s = dir_->myscan();
+    std::string mapped, family;
+    if (!selectedRecordNames(mapped, family)) return {};
     // A master family has no mapped name of its own: its tag names it.
-    std::string mapped = s->DeviceMappedName(static_cast<int16_t>(r));
-    return mapped.empty() ? s->DeviceTyp(static_cast<int16_t>(r)) : mapped;
+    return mapped.empty() ? family : mapped;
 }
 
 void MainForm::SetCaptionToInstrument(QWidget* window) const {
@@ -540,19 +506,20 @@ bool MainForm::HotKeyOf(const QKeyEvent* e, int& keyCode, int& modifiers) {
     return true;
 }
 
-void MainForm::notAvailable(const QString& what) {
-    qv::app::host().message(ss(what), ss(what + " is not available in this build."), qv::app::Icon::Information);
+void MainForm::notAvailable(MenuId id) {
+    const std::string what = qv::app::PlainCaption(qv::app::MenuEntryOf(id).caption);
+    qv::app::host().message(what, what + " is not available in this build.", qv::app::Icon::Information);
 }
 
 void MainForm::runNewHardcopy() {
     // That family hands its pictures over as files.
     if (logic_.MyDevType == "BJY") return runNewInstFileBrow();
-    notAvailable("Hardcopy");
+    notAvailable(MenuId::MNewHardcopy);
 }
-void MainForm::runNewTrace() { notAvailable("Trace Display"); }
-void MainForm::runNewInstFileBrow() { notAvailable("File Browser"); }
-void MainForm::runNewInstTables() { notAvailable("Print Tables"); }
-void MainForm::runNewInstScripts() { notAvailable("Scripts"); }
+void MainForm::runNewTrace() { notAvailable(MenuId::MNewTrace); }
+void MainForm::runNewInstFileBrow() { notAvailable(MenuId::MNewInstFileBrow); }
+void MainForm::runNewInstTables() { notAvailable(MenuId::MNewInstTables); }
+void MainForm::runNewInstScripts() { notAvailable(MenuId::MNewInstScripts); }
 
 void MainForm::clickBigButton(BigButton b) {
     if (!logic_.BigButtonClicked(b)) return;

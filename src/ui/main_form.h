@@ -9,6 +9,7 @@
 #include <QMap>
 #include <QPointer>
 
+#include <array>
 #include <functional>
 
 class QAction;
@@ -22,7 +23,6 @@ class QMenu;
 namespace qv::ui {
 
 class BigButtonWidget;
-class DirectorySource;
 class QtHost;
 class SplashStart;
 class SplashForm;
@@ -39,18 +39,21 @@ public:
 
     qv::app::MainLogic& logic() { return logic_; }
     QMdiArea* mdiArea() const { return mdi_; }
-    // Menu entries by control name ("MNewHardcopy", "WindowSkins2", ...).
+    // Menu entries by control name ("MNewHardcopy", "WindowSkins2", ...) or id.
     QAction* action(const QString& controlName) const { return actions_.value(controlName); }
+    QAction* action(qv::app::MenuId id) const;
+    // A menu of the bar, a popup menu or the view submenu, by its group.
+    QMenu* menu(qv::app::MenuGroup group) const;
     BigButtonWidget* bigButton(qv::app::BigButton b) const;
     QComboBox* deviceList() const { return DeviceList_; }
     QComboBox* resourceList() const { return DevResourceList_; }
     QComboBox* ipList() const { return cmbIP_; }
     QLabel* ipLabel() const { return lblIP_; }
-    QMenu* traceMenu() const { return TraceMenu_; }
-    QMenu* instFileMenu() const { return InstFileMenu_; }
+    QMenu* traceMenu() const { return menu(qv::app::MenuGroup::TracePopup); }
+    QMenu* instFileMenu() const { return menu(qv::app::MenuGroup::FilePopup); }
     SplashStart* startSplash() const;
-    // Through the scan's full-list index: the name of the selected
-    // instrument's record (its mapped name, else its family), the record
+    // Through the source's records: the name of the selected instrument's
+    // record (its mapped name, else its family), the record
     // field the windows use (the mapped name), and a window caption set to
     // the name ("0" without a selected row).
     std::string CurrentInstrumentName() const;
@@ -92,10 +95,13 @@ protected:
     void closeEvent(QCloseEvent* e) override;
 
 private:
-    QAction* addEntry(QMenu* menu, const QString& control, const QString& caption);
+    // What a menu entry runs; entries without one have no action.
+    using MenuHandler = void (*)(MainForm&, qv::app::MenuId);
+    static const std::array<MenuHandler, qv::app::kMenuIdCount>& menuHandlers();
     void buildMenus();
     void buildCentral();
-    void notAvailable(const QString& what);
+    // The message of a function whose window is not in this build.
+    void notAvailable(qv::app::MenuId id);
     void runNewHardcopy();
     void runNewTrace();
     void runNewInstFileBrow();
@@ -109,12 +115,11 @@ private:
     // The remote interfaces editor; OK empties the lists and searches again.
     QWidget* makeRemoteEditor();
     void showFoundCount(int n);
-    int selectedRecord() const;
+    // The selected row's record: its mapped name and family. False without one.
+    bool selectedRecordNames(std::string& mappedName, std::string& family) const;
 
     qv::app::AppContext& ctx_;
-    // The source as the instrument directory, for the scan's progress and
-    // records; null where another source stands in (tests).
-    DirectorySource* dir_;
+    qv::app::InstrumentSource& source_;
     qv::app::MainLogic logic_;
     QMdiArea* mdi_ = nullptr;
     QComboBox* DeviceList_ = nullptr;
@@ -122,9 +127,9 @@ private:
     QComboBox* cmbIP_ = nullptr;
     QLabel* lblIP_ = nullptr;
     QMap<QString, QAction*> actions_;
+    std::array<QAction*, qv::app::kMenuIdCount> actionById_ = {};
+    std::array<QMenu*, static_cast<size_t>(qv::app::MenuGroup::Count)> menus_ = {};
     QMap<int, BigButtonWidget*> buttons_;
-    QMenu* TraceMenu_ = nullptr;
-    QMenu* InstFileMenu_ = nullptr;
     QPointer<SplashStart> splash_;
     QPointer<QWidget> editor_, settings_, ipResolve_, supDevices_;
     bool started_ = false;
@@ -135,8 +140,5 @@ private:
     void finishStart();
     QList<QPointer<SplashForm>> progressSplashes_;
 };
-
-// The menu control name of a gated entry.
-QString MenuControlName(qv::app::MenuId id);
 
 }  // namespace qv::ui

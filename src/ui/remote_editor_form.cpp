@@ -19,6 +19,8 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace qv::ui {
 
 namespace {
@@ -36,8 +38,25 @@ VISARscEditor_new::VISARscEditor_new(qv::app::AppContext& ctx, QWidget* parent)
     auto* v = new QVBoxLayout(this);
     SSTab1_ = new QTabWidget(this);
     SSTab1_->setObjectName("SSTab1");
+    SSTab1_->addTab(devicesTab(), "Devices to attach");
+    SSTab1_->addTab(serversTab(), "VISA servers to use");
+    SSTab1_->addTab(scanTab(), "Scan");
+    v->addWidget(SSTab1_, 1);
 
-    // Devices to attach.
+    auto* bottom = new QHBoxLayout;
+    bottom->addStretch();
+    auto* okBtn = Button(this, "cmdOK", "OK");
+    okBtn->setDefault(true);
+    auto* cancel = Button(this, "cmdCancel", "Cancel");
+    bottom->addWidget(okBtn);
+    bottom->addWidget(cancel);
+    v->addLayout(bottom);
+    connect(okBtn, &QPushButton::clicked, this, &VISARscEditor_new::ok);
+    connect(cancel, &QPushButton::clicked, this, &VISARscEditor_new::closeWindow);
+    resize(640, 440);
+}
+
+QWidget* VISARscEditor_new::devicesTab() {
     auto* dev = new QWidget;
     auto* dv = new QVBoxLayout(dev);
     DevList_ = new QListWidget(dev);
@@ -72,9 +91,28 @@ VISARscEditor_new::VISARscEditor_new(qv::app::AppContext& ctx, QWidget* parent)
     dbtn->addWidget(del);
     dbtn->addStretch();
     dv->addLayout(dbtn);
-    SSTab1_->addTab(dev, "Devices to attach");
 
-    // VISA servers to use.
+    connect(add, &QPushButton::clicked, this, &VISARscEditor_new::addDevice);
+    connect(txtResource_, &QLineEdit::returnPressed, this, &VISARscEditor_new::addDevice);
+    connect(ren, &QPushButton::clicked, this, [this] {
+        int i = DevList_->currentRow();
+        if (i < 0 || i >= static_cast<int>(devices_.size())) return;
+        // Ticks not yet written must survive the refill.
+        devices_ = checkedRows(DevList_, devices_);
+        if (qv::dir::RenameDevice(ini_, devices_[i])) fillDevList();
+    });
+    connect(del, &QPushButton::clicked, this, [this] {
+        int i = DevList_->currentRow();
+        if (i < 0 || i >= static_cast<int>(devices_.size())) return;
+        devices_ = checkedRows(DevList_, devices_);
+        qv::dir::DeleteDevice(ini_, devices_[i]);
+        devices_.erase(devices_.begin() + i);
+        fillDevList();
+    });
+    return dev;
+}
+
+QWidget* VISARscEditor_new::serversTab() {
     auto* srv = new QWidget;
     auto* sv = new QVBoxLayout(srv);
     ServersList_ = new QListWidget(srv);
@@ -92,10 +130,37 @@ VISARscEditor_new::VISARscEditor_new(qv::app::AppContext& ctx, QWidget* parent)
     sh->addWidget(sren);
     sh->addWidget(sdel);
     sv->addLayout(sh);
-    SSTab1_->addTab(srv, "VISA servers to use");
 
-    // Scan.
-    qv::dir::EditorSettings es = qv::dir::ReadEditorSettings(ini_);
+    connect(sadd, &QPushButton::clicked, this, [this] {
+        std::string name = ss(txtServer_->text().trimmed());
+        if (name.empty()) return;
+        qv::dir::EditorRow row;
+        if (qv::dir::AddServer(ini_, name, &row)) {
+            servers_ = checkedRows(ServersList_, servers_);
+            servers_.push_back(row);
+            fillServersList();
+            txtServer_->clear();
+        }
+    });
+    connect(sren, &QPushButton::clicked, this, [this] {
+        int i = ServersList_->currentRow();
+        if (i < 0 || i >= static_cast<int>(servers_.size())) return;
+        servers_ = checkedRows(ServersList_, servers_);
+        if (qv::dir::RenameServer(ini_, servers_[i])) fillServersList();
+    });
+    connect(sdel, &QPushButton::clicked, this, [this] {
+        int i = ServersList_->currentRow();
+        if (i < 0 || i >= static_cast<int>(servers_.size())) return;
+        servers_ = checkedRows(ServersList_, servers_);
+        if (!qv::dir::DeleteServer(ini_, servers_[i])) return;
+        servers_.erase(servers_.begin() + i);
+        fillServersList();
+    });
+    return srv;
+}
+
+QWidget* VISARscEditor_new::scanTab() {
+    const qv::dir::EditorSettings es = qv::dir::ReadEditorSettings(ini_);
     auto* sc = new QWidget;
     auto* sg = new QGridLayout(sc);
     cmbInterfaceScan_ = new QComboBox(sc);
@@ -136,65 +201,10 @@ VISARscEditor_new::VISARscEditor_new(qv::app::AppContext& ctx, QWidget* parent)
     sg->addWidget(all, 5, 1);
     sg->setRowStretch(6, 1);
     sg->setColumnStretch(1, 1);
-    SSTab1_->addTab(sc, "Scan");
-    v->addWidget(SSTab1_, 1);
 
-    auto* bottom = new QHBoxLayout;
-    bottom->addStretch();
-    auto* okBtn = Button(this, "cmdOK", "OK");
-    okBtn->setDefault(true);
-    auto* cancel = Button(this, "cmdCancel", "Cancel");
-    bottom->addWidget(okBtn);
-    bottom->addWidget(cancel);
-    v->addLayout(bottom);
-
-    connect(add, &QPushButton::clicked, this, &VISARscEditor_new::addDevice);
-    connect(txtResource_, &QLineEdit::returnPressed, this, &VISARscEditor_new::addDevice);
-    connect(ren, &QPushButton::clicked, this, [this] {
-        int i = DevList_->currentRow();
-        if (i < 0 || i >= static_cast<int>(devices_.size())) return;
-        // Ticks not yet written must survive the refill.
-        devices_ = checkedRows(DevList_, devices_);
-        if (qv::dir::RenameDevice(ini_, devices_[i])) fillDevList();
-    });
-    connect(del, &QPushButton::clicked, this, [this] {
-        int i = DevList_->currentRow();
-        if (i < 0 || i >= static_cast<int>(devices_.size())) return;
-        devices_ = checkedRows(DevList_, devices_);
-        qv::dir::DeleteDevice(ini_, devices_[i]);
-        devices_.erase(devices_.begin() + i);
-        fillDevList();
-    });
-    connect(sadd, &QPushButton::clicked, this, [this] {
-        std::string name = ss(txtServer_->text().trimmed());
-        if (name.empty()) return;
-        qv::dir::EditorRow row;
-        if (qv::dir::AddServer(ini_, name, &row)) {
-            servers_ = checkedRows(ServersList_, servers_);
-            servers_.push_back(row);
-            fillServersList();
-            txtServer_->clear();
-        }
-    });
-    connect(sren, &QPushButton::clicked, this, [this] {
-        int i = ServersList_->currentRow();
-        if (i < 0 || i >= static_cast<int>(servers_.size())) return;
-        servers_ = checkedRows(ServersList_, servers_);
-        if (qv::dir::RenameServer(ini_, servers_[i])) fillServersList();
-    });
-    connect(sdel, &QPushButton::clicked, this, [this] {
-        int i = ServersList_->currentRow();
-        if (i < 0 || i >= static_cast<int>(servers_.size())) return;
-        servers_ = checkedRows(ServersList_, servers_);
-        if (!qv::dir::DeleteServer(ini_, servers_[i])) return;
-        servers_.erase(servers_.begin() + i);
-        fillServersList();
-    });
     connect(chkIncludeQVIB_, &QCheckBox::clicked, this, [this](bool on) { qv::dir::SetIncludeQVIB(ini_, on); });
     connect(scanBtn, &QPushButton::clicked, this, &VISARscEditor_new::scan);
-    connect(okBtn, &QPushButton::clicked, this, &VISARscEditor_new::ok);
-    connect(cancel, &QPushButton::clicked, this, &VISARscEditor_new::closeWindow);
-    resize(640, 440);
+    return sc;
 }
 
 void VISARscEditor_new::UpdateList(const std::string&) {

@@ -31,6 +31,10 @@ signals:
     void accepted();
 
 private:
+    // One builder per tab: its controls and their connections.
+    QWidget* devicesTab();
+    QWidget* serversTab();
+    QWidget* scanTab();
     void fillDevList();
     void fillServersList();
     void scan();
@@ -40,12 +44,12 @@ private:
     qv::app::AppContext& ctx_;
     std::string ini_;
     std::vector<qv::dir::EditorRow> devices_, servers_;
-    QTabWidget* SSTab1_;
-    QListWidget *DevList_, *ServersList_;
-    QComboBox *cmbInstrument_, *cmbInterface_, *cmbInterfaceScan_;
-    QLineEdit *txtResource_, *txtServer_, *txtResourceScan_;
-    QLineEdit* txtIPScan_[4];
-    QCheckBox* chkIncludeQVIB_;
+    QTabWidget* SSTab1_ = nullptr;
+    QListWidget *DevList_ = nullptr, *ServersList_ = nullptr;
+    QComboBox *cmbInstrument_ = nullptr, *cmbInterface_ = nullptr, *cmbInterfaceScan_ = nullptr;
+    QLineEdit *txtResource_ = nullptr, *txtServer_ = nullptr, *txtResourceScan_ = nullptr;
+    QLineEdit* txtIPScan_[4] = {};
+    QCheckBox* chkIncludeQVIB_ = nullptr;
 };
 
 }  // namespace qv::ui

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace qv::dir;
 using qv::app::Answer;
 
@@ -44,7 +46,7 @@ INSTANTIATE_TEST_SUITE_P(Buses, TypedDevice,
                                            TypedCase{"RAW", "TCPIP::h::5025::SOCKET", "|RAW|TCPIP::h::5025::SOCKET"},
                                            TypedCase{"USB", "0x1::0x2::S", "|USB|0x1::0x2::S"}));
 
-TEST_F(EditorFixture, AddRemoveAddReusesNoDeletedNumberUntilFree) {
+TEST_F(EditorFixture, AddedRowsGoBehindTheLastAndADeletedRowKeepsNull) {
     EditorRow a, b, c;
     EXPECT_FALSE(AddDevice(ini, "GPIB0", "  \t", "", &a));  // empty resource: nothing
     EXPECT_EQ(key("DisplayNames", "Name1"), "");
@@ -63,8 +65,80 @@ TEST_F(EditorFixture, AddRemoveAddReusesNoDeletedNumberUntilFree) {
     EXPECT_EQ(DevListLine(rows[0].value), "\t|LAN|127.0.0.2");
     EXPECT_EQ(RowValueFromLine("Lab\t|GPIB0| 20"), "Lab|GPIB0|20");
     ASSERT_TRUE(AddDevice(ini, "USB", "x", "", &c));
-    EXPECT_EQ(c.row, 1);  // the free row is used again
+    EXPECT_EQ(c.row, 3);
+    EXPECT_EQ(key("DisplayNames", "Name1"), "NULL");
+    EXPECT_EQ(key("ScanEntries", "Value1"), "0");
+    EXPECT_EQ(key("DisplayNames", "Name3"), "|USB|x");
+    EXPECT_EQ(key("ScanEntries", "Value3"), "1");
+    // Servers follow the same rule.
+    EditorRow s1, s2, s3;
+    ASSERT_TRUE(AddServer(ini, "localhost", &s1));
+    ASSERT_TRUE(AddServer(ini, "labpc", &s2));
+    host.answers = {Answer::Yes};
+    ASSERT_TRUE(DeleteServer(ini, s1));
+    ASSERT_TRUE(AddServer(ini, "rack", &s3));
+    EXPECT_EQ(s3.row, 3);
+    EXPECT_EQ(key("Servers", "ServerEntry1"), "NULL");
 }
+
+// The scan reads the rows in their numbers' order: an instrument removed
+// and added again comes last, not back at the top.
+struct ScanOrderCase {
+    std::string name;
+    std::string file;                // Quilvane.ini before the edit
+    std::vector<int> remove;         // rows removed, in order
+    std::vector<std::string> typed;  // RAW resources added after
+    std::vector<std::string> order;  // the resources the scan visits
+};
+void PrintTo(const ScanOrderCase& c, std::ostream* os) { *os << c.name; }
+class AddAfterRemove : public EditorFixture, public ::testing::WithParamInterface<ScanOrderCase> {};
+
+TEST_P(AddAfterRemove, ScanOrderFollowsTheRowNumbers) {
+    const ScanOrderCase& c = GetParam();
+    ASSERT_TRUE(qvtest::writeFile(ini, c.file));
+    for (int n : c.remove) {
+        const auto rows = ReadDeviceRows(ini);
+        auto it = std::find_if(rows.begin(), rows.end(), [n](const EditorRow& r) { return r.row == n; });
+        ASSERT_NE(it, rows.end()) << n;
+        DeleteDevice(ini, *it);
+    }
+    for (const std::string& t : c.typed) ASSERT_TRUE(AddDevice(ini, "RAW", t, "", nullptr));
+
+    std::vector<bool> flags;
+    qv::app::ReadFlagList({ini, "ScanEntries", "Value"}, {ini, "DisplayNames", "Name"}, flags);
+    std::vector<std::string> res, names;
+    VISAScan scan;
+    EXPECT_TRUE(scan.ReadScanList(res, names, ini, "DisplayNames", "Name", flags, true));
+    EXPECT_EQ(res, c.order);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, AddAfterRemove,
+    ::testing::Values(
+        ScanOrderCase{"ReaddedComesLast",
+                      "[DisplayNames]\nName1=|RAW|a\nName2=|RAW|b\nName3=|RAW|c\n"
+                      "[ScanEntries]\nValue1=1\nValue2=1\nValue3=1\n",
+                      {1},
+                      {"a"},
+                      {"RAW::b", "RAW::c", "RAW::a"}},
+        ScanOrderCase{"EveryRowRemoved",
+                      "[DisplayNames]\nName1=|RAW|a\nName2=|RAW|b\n[ScanEntries]\nValue1=1\nValue2=1\n",
+                      {1, 2},
+                      {"n"},
+                      {"RAW::n"}},
+        // A deleted row without a flag (a file edited by hand) would end the
+        // flags before the new row; the add gives it one.
+        ScanOrderCase{"DeletedRowWithoutFlag",
+                      "[DisplayNames]\nName1=NULL\nName2=|RAW|b\n[ScanEntries]\nValue2=1\n",
+                      {},
+                      {"n"},
+                      {"RAW::b", "RAW::n"}},
+        ScanOrderCase{"UntickedRowStaysOut",
+                      "[DisplayNames]\nName1=|RAW|a\nName2=|RAW|b\n[ScanEntries]\nValue1=1\nValue2=0\n",
+                      {1},
+                      {"a", "m"},
+                      {"RAW::a", "RAW::m"}}),
+    [](const ::testing::TestParamInfo<ScanOrderCase>& info) { return info.param.name; });
 
 TEST_F(EditorFixture, RenameAsksAndCutsANewComment) {
     EditorRow r;

@@ -5,10 +5,10 @@
 #include "app/error_messages.h"
 #include "instrument_directory/capabilities.h"
 #include "instrument_directory/dev_ident.h"
+#include "instrument_directory/dir_source.h"
 #include "scripted_host.h"
 #include "sim/simulator.h"
 #include "ui/big_button.h"
-#include "ui/dir_source.h"
 #include "ui/main_form.h"
 #include "ui/settings_form.h"
 #include "ui/splash.h"
@@ -124,6 +124,10 @@ TEST(MainForm, ListsStayParallelAndTheComputerNameShowsOnlyWithText) {
     EXPECT_FALSE(s.form.ipList()->isHidden());
     EXPECT_FALSE(s.form.ipLabel()->isHidden());
     EXPECT_EQ(s.form.logic().MyDevType, "BBB");
+    // Windows take the name of the record behind the row, from the source.
+    QWidget child;
+    s.form.SetCaptionToInstrument(&child);
+    EXPECT_EQ(child.windowTitle(), "BBB");
     EXPECT_TRUE(s.form.action("MNewTrace")->isEnabled());
     EXPECT_FALSE(s.form.action("MNewHardcopy")->isEnabled());
     // The big buttons look like their entries.
@@ -147,13 +151,15 @@ TEST(MainForm, MenuCaptionsAndTheSkinEntries) {
         {"MUtilTKxVHxDiscColor", "Display &Colors..."}, {"MGLxUtilUserCorrection", "Generator User Correction..."},
         {"MWinArr0", "&Cascade"}, {"MWinArr1", "Tile &Horizontally"}, {"MWinArr2", "Tile &Vertically"},
         {"MWinArr3", "&Arrange Icons"}, {"WindowSkins1", "&Skin1"}, {"WindowSkins2", "&Skin2"},
-        {"WindowSkins3", "&Skin3"}, {"HelpHelp", "&Help"}, {"HelpUpdate", "&Check for updates"},
-        {"MHelpAbout", "&About"}};
+        {"WindowSkins3", "&Skin3"}, {"HelpHelp", "&Help"}, {"MHelpAbout", "&About"}};
     for (const auto& [control, caption] : entries) {
         QAction* a = form.action(control);
         ASSERT_NE(a, nullptr) << control;
         EXPECT_EQ(a->text().toStdString(), caption) << control;
     }
+    // The update check is not offered: there is no page to ask.
+    EXPECT_EQ(form.action("HelpUpdate"), nullptr);
+    EXPECT_EQ(form.findChild<QAction*>("HelpUpdate"), nullptr);
     form.CheckSkinEntry(2);
     EXPECT_TRUE(form.action("WindowSkins2")->isChecked());
     form.action("WindowSkins3")->trigger();
@@ -362,7 +368,7 @@ TEST(MainFormWithSimulator, FindsTheSimulatedAnalyzerAndEnablesItsFunctions) {
     qv::app::WriteIni(ini, "DisplayNames", "Name1", qv::app::Value("Bench|RAW|" + res));
     qv::app::WriteIni(ini, "ScanEntries", "Value1", qv::app::Value("1"));
     ScriptedHost host;
-    qv::ui::DirectorySource src;
+    qv::dir::DirectorySource src;
     Started s(src);
     s.start(user);
     ASSERT_EQ(s.form.deviceList()->count(), 1) << (host.messages().empty() ? "" : host.messages()[0].text);

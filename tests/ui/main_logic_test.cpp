@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 
 using qv::app::BigButton;
 using qv::app::Icon;
@@ -213,6 +214,43 @@ TEST_F(BigButtons, RefusedButtonsShowFunctionNotSupportedAndAllowedOnesDoNot) {
     // Each button tests its own bit only.
     EXPECT_FALSE(qv::app::BigButtonAllowed(BigButton::Tables, 31, "R"));
     EXPECT_TRUE(qv::app::BigButtonAllowed(BigButton::Tables, 32, ""));
+}
+
+// The bits the menu entries need, as the product defines them.
+TEST(MenuTable, CapabilityBitsOfTheGatedEntries) {
+    const std::map<MenuId, int16_t> gated = {
+        {MenuId::MNewHardcopy, 1},          {MenuId::MNewTrace, 2},           {MenuId::MNewInstFileBrow, 4},
+        {MenuId::MUtilTKxVHxCalResults, 8}, {MenuId::MUtilTKxVHxSelfTest, 8}, {MenuId::MUtilTKxVHxHardInfo, 8},
+        {MenuId::MUtilTKxVHxDiscColor, 8},  {MenuId::MGLxUtilUserCorrection, 16}, {MenuId::MNewInstTables, 32}};
+    for (const qv::app::MenuEntry& e : qv::app::MenuEntries()) {
+        auto it = gated.find(e.id);
+        EXPECT_EQ(qv::app::MenuCapabilityBit(e.id), it == gated.end() ? 0 : it->second) << e.control;
+    }
+    EXPECT_EQ(qv::app::FindMenuEntry("MNewTrace")->id, MenuId::MNewTrace);
+    EXPECT_EQ(qv::app::FindMenuEntry("HelpUpdate"), nullptr);
+    EXPECT_EQ(qv::app::MenuCapabilityBit(MenuId::Count), 0);
+    EXPECT_EQ(qv::app::PlainCaption("Read &Calibration Results..."), "Read Calibration Results");
+}
+
+TEST_F(StartSequence, BeforeTheFirstSearchOnlyTheEditorAndTheGeneralEntriesAreOn) {
+    for (MenuId id : {MenuId::MFileVISARsc, MenuId::MFileSettings, MenuId::IPResolver, MenuId::WindowSkins2})
+        EXPECT_TRUE(logic.MenuEnabled(id));
+    for (MenuId id : {MenuId::MNewHardcopy, MenuId::MNewInstTables, MenuId::MNewInstScripts,
+                      MenuId::MUtilAllPollStatus, MenuId::MGLxUtilUserCorrection})
+        EXPECT_FALSE(logic.MenuEnabled(id));
+}
+
+TEST_F(StartSequence, EmptyingTheListsLeavesTheTablesEntryAsItWas) {
+    env.rows({{"A|RAW|x", "1"}});
+    source.records = {Rec("All", "1", "R1", "ALL")};
+    logic.Load(env.user);
+    ASSERT_TRUE(view.menus[MenuId::MNewInstTables]);
+    logic.ShowDeviceSelection(false);
+    EXPECT_TRUE(view.menus[MenuId::MNewInstTables]);
+    for (MenuId id : {MenuId::MNewHardcopy, MenuId::MUtilTKxVHxDiscColor, MenuId::MUtilAllRawRead,
+                      MenuId::MNewInstScripts})
+        EXPECT_FALSE(view.menus[id]);
+    EXPECT_TRUE(view.rows.empty());
 }
 
 TEST(NamingRule, ExampleAndTwoDigitFields) {

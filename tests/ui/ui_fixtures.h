@@ -59,9 +59,21 @@ public:
                                           const std::vector<bool>&) override {
         ++scans;
         lastScanFlags = flags;
+        if (status) status("Fake@" + std::to_string(scans));
         if (duringScan) duringScan();
         return records;
     }
+    void SetScanProgress(std::function<void(int)>, std::function<void(const std::string&)> s) override {
+        status = std::move(s);
+    }
+    // Row i is record i, named by its family.
+    bool RecordNames(int i, const std::string&, std::string& mapped, std::string& family) const override {
+        if (i < 0 || i >= static_cast<int>(records.size())) return false;
+        mapped.clear();
+        family = records[static_cast<size_t>(i)].type;
+        return true;
+    }
+    std::function<void(const std::string&)> status;
 };
 
 // A data folder with its own FUNCTIONS masks, set as the program folder,
