@@ -97,7 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         std::vector<bool> flags;
         ReadFlagList({file, section, key}, {file, section, value}, flags);
         check(!flags.empty());
-        FirstFreeRow(file, section, key);
+        EndRow(file, section, key);
         FindRow(file, section, key, value);
         CountDeletedRows(file, section, key, 50);
         std::remove(file.c_str());

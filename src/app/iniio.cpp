@@ -92,11 +92,9 @@ void IniItem(const std::string& file, std::string_view section, std::string_view
 
 std::string ReadRow(const IniRows& rows, int r) { return ProfileRead(rows.file, rows.section, rowKey(rows.prefix, r), ""); }
 
-int FirstFreeRow(const IniRows& rows) {
-    for (int r = 1;; ++r) {
-        std::string v = ReadRow(rows, r);
-        if (v.empty() || v == "NULL" || v == " 1") return r;
-    }
+int EndRow(const IniRows& rows) {
+    for (int r = 1;; ++r)
+        if (ReadRow(rows, r).empty()) return r;
 }
 
 int FindRow(const IniRows& rows, std::string_view value) {
@@ -131,13 +129,13 @@ int DeleteRow(const IniRows& rows, std::string_view value) {
 }
 
 int AppendRow(const IniRows& rows, std::string_view value) {
-    int r = FirstFreeRow(rows);
+    int r = EndRow(rows);
     ProfileWrite(rows.file, rows.section, rowKey(rows.prefix, r), value);
     return r;
 }
 
-int FirstFreeRow(const std::string& file, std::string_view section, std::string_view prefix) {
-    return FirstFreeRow(IniRows{file, std::string(section), std::string(prefix)});
+int EndRow(const std::string& file, std::string_view section, std::string_view prefix) {
+    return EndRow(IniRows{file, std::string(section), std::string(prefix)});
 }
 int FindRow(const std::string& file, std::string_view section, std::string_view prefix, std::string_view value) {
     return FindRow(IniRows{file, std::string(section), std::string(prefix)}, value);

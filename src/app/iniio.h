@@ -66,8 +66,9 @@ void IniItem(const std::string& file, std::string_view section, std::string_view
 // Row r of a list as text, "" when it is missing.
 std::string ReadRow(const IniRows& rows, int r);
 
-// The first row that is empty, "NULL" or " 1": where the next entry goes.
-int FirstFreeRow(const std::string& file, std::string_view section, std::string_view prefix);
+// The first empty row: where the next entry goes. Deleted rows keep their
+// "NULL", so an entry added again does not move up the list.
+int EndRow(const std::string& file, std::string_view section, std::string_view prefix);
 // The row holding value, or -1 when an empty row comes first.
 int FindRow(const std::string& file, std::string_view section, std::string_view prefix, std::string_view value);
 // "NULL" rows up to row limit (row 1 is always read) or the first empty row.
@@ -75,11 +76,10 @@ int CountDeletedRows(const std::string& file, std::string_view section, std::str
 // Writes "NULL" at the row holding value and returns its number; -1 when an
 // empty row comes first or value is empty (nothing is written then).
 int DeleteRow(const std::string& file, std::string_view section, std::string_view prefix, std::string_view value);
-// Writes value at FirstFreeRow, so a deleted row is used again before the
-// list grows; returns that row.
+// Writes value at EndRow and returns that row.
 int AppendRow(const std::string& file, std::string_view section, std::string_view prefix, std::string_view value);
 
-int FirstFreeRow(const IniRows& rows);
+int EndRow(const IniRows& rows);
 int FindRow(const IniRows& rows, std::string_view value);
 int CountDeletedRows(const IniRows& rows, int limit);
 int DeleteRow(const IniRows& rows, std::string_view value);

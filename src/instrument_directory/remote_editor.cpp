@@ -56,9 +56,7 @@ int locate(const app::IniRows& rows, const EditorRow& row) {
 // The flags are read up to the first empty one, so every row before the new
 // one gets a flag if it has none ("0": it was not scanned, and still isn't).
 bool addRow(const app::IniRows& names, const app::IniRows& flags, const std::string& value, EditorRow* added) {
-    int n = 1;
-    while (n <= kMaxRows && !app::ReadRow(names, n).empty()) ++n;
-    if (n > kMaxRows) return false;
+    const int n = app::EndRow(names);
     for (int r = 1; r < n; ++r)
         if (app::ReadRow(flags, r).empty()) writeFlag(flags, r, false);
     if (!writeRow(names, n, value)) return false;

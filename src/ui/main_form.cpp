@@ -6,6 +6,7 @@
 #include "app/iniio.h"
 #include "app/settings.h"
 #include "app/standard.h"
+#include "families/registry.h"
 #include "ui/big_button.h"
 #include "ui/error_form.h"
 #include "ui/icons.h"
@@ -512,8 +513,9 @@ void MainForm::notAvailable(MenuId id) {
 }
 
 void MainForm::runNewHardcopy() {
-    // That family hands its pictures over as files.
-    if (logic_.MyDevType == "BJY") return runNewInstFileBrow();
+    // Some families hand their pictures over as files: the browser fetches them.
+    const qv::family::Family* f = qv::family::find(logic_.MyDevType);
+    if (f && f->picturesAsFiles) return runNewInstFileBrow();
     notAvailable(MenuId::MNewHardcopy);
 }
 void MainForm::runNewTrace() { notAvailable(MenuId::MNewTrace); }

@@ -112,13 +112,14 @@ protected:
     IniRows list{file, "L", "Row"};
 };
 
-TEST_F(RowList, AppendReusesDeletedRow) {
+// A deleted row stays deleted: what is added goes behind the last row.
+TEST_F(RowList, AppendGoesBehindTheLastRow) {
     rows({"A", "NULL", "B"});
-    EXPECT_EQ(FirstFreeRow(list), 2);
-    EXPECT_EQ(AppendRow(list, "C"), 2);
-    EXPECT_EQ(ReadRow(list, 2), "C");
-    EXPECT_EQ(AppendRow(list, "D"), 4);
-    EXPECT_EQ(ReadRow(list, 4), "D");
+    EXPECT_EQ(EndRow(list), 4);
+    EXPECT_EQ(AppendRow(list, "C"), 4);
+    EXPECT_EQ(ReadRow(list, 2), "NULL");
+    EXPECT_EQ(ReadRow(list, 4), "C");
+    EXPECT_EQ(AppendRow(list, "D"), 5);
 }
 
 TEST_F(RowList, FindStopsAtFirstEmptyRow) {
