@@ -6,7 +6,6 @@
 #include "vif.h"
 #include "vif_internal.h"
 #include "app/debug.h"
-#include "app/numeric.h"
 
 #include <fcntl.h>
 #include <stdlib.h>
