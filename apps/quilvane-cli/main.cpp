@@ -14,6 +14,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -63,6 +64,28 @@ int fail(const char* what, ViStatus s) {
 
 int fail(const char* what, const VIF& v) { return fail(what, v.LastVisaStatus()); }
 
+// A command that timed out usually left its reason in the instrument's error
+// queue (a missing file, an unknown header): one look there, after a device
+// clear that drops a late answer, each read bounded by a short time-out.
+int failWithQueue(const char* what, VIF& v) {
+    const bool timedOut = v.LastVisaStatus() == VI_ERROR_TMO;
+    int rc = fail(what, v);
+    if (!timedOut) return rc;
+    viClear(v.GetHandle());
+    v.TimeOut(std::min<int32_t>(v.TimeOut(), 1000));
+    std::string errors;
+    v.PollErrors(errors, "SYST:ERR?", false);
+    std::string lead = "  the instrument reports: ";
+    for (size_t pos = 0; pos < errors.size();) {
+        size_t end = errors.find("\r\n", pos);
+        if (end == std::string::npos) end = errors.size();
+        std::fprintf(stderr, "%s%s\n", lead.c_str(), errors.substr(pos, end - pos).c_str());
+        lead.assign(lead.size(), ' ');  // further entries line up under the first
+        pos = end + 2;
+    }
+    return rc;
+}
+
 // Opens the way the program's windows do, without draining the error queue:
 // the user may want to read it.
 bool open(VIF& v, const Options& o) {
@@ -73,7 +96,7 @@ bool open(VIF& v, const Options& o) {
 
 int cmdQuery(VIF& v, const Options& o) {
     std::string answer;
-    if (!v.ReadString(o.args[2], answer, 1 << 20, false)) return fail("query", v);
+    if (!v.ReadString(o.args[2], answer, 1 << 20, false)) return failWithQueue("query", v);
     std::printf("%s\n", answer.c_str());
     return 0;
 }
@@ -111,9 +134,15 @@ long fileSize(const std::string& path) {
 
 int cmdFetch(VIF& v, const Options& o) {
     const std::string& file = o.args[3];
+    // Why a block is no file ("Block header corrupt", ...) comes as a message.
+    std::string message;
+    v.VIFVIFError = [&](const std::string& m, const std::string&) { message = m; };
     // Without --timeout the wait follows the block's size, as the program's does.
-    if (!v.ReadFileFromInstrument(o.args[2], file, o.timeoutGiven ? long(o.timeoutMs) : -1))
-        return fail("fetch", v);
+    if (!v.ReadFileFromInstrument(o.args[2], file, o.timeoutGiven ? long(o.timeoutMs) : -1)) {
+        if (message.empty()) return failWithQueue("fetch", v);
+        std::fprintf(stderr, "error: fetch: %s\n", message.c_str());
+        return 1;
+    }
     std::printf("%ld bytes written to %s\n", fileSize(file), file.c_str());
     return 0;
 }

@@ -58,4 +58,14 @@ void LogErrorToFile(int64_t number, std::string_view description) {
                    Icon::Critical);
 }
 
+void ShowSCPIError(std::string_view address, std::string_view deviceType, std::string_view command,
+                   std::string_view error) {
+    std::string text = std::string("--- SCPI ERROR ---") + kCrLf;
+    text += "  VISA Address: \t" + std::string(address) + kCrLf;
+    text += "  Device Type: \t" + std::string(deviceType) + kCrLf;
+    text += "  Command:\t" + std::string(command) + kCrLf;
+    text += "  Error:\t\t" + std::string(error) + kCrLf;
+    host().message("SCPI ERROR", text, Icon::Critical);
+}
+
 }  // namespace qv::app

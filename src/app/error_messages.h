@@ -26,4 +26,10 @@ std::string ErrorLogPath();
 // "Error Number: " n " " description.
 void LogErrorToFile(int64_t number, std::string_view description);
 
+// The report of an error the instrument put in its queue: one critical
+// message "SCPI ERROR" naming the instrument, the command and the error, each
+// line ending in CR LF.
+void ShowSCPIError(std::string_view address, std::string_view deviceType, std::string_view command,
+                   std::string_view error);
+
 }  // namespace qv::app

@@ -119,12 +119,8 @@ bool VIF::OpenDevice(const std::string& resource, bool pollErrors, bool reset, u
 }
 
 ViStatus VIF::sendText(const std::string& text, bool withLf) {
-    bool saved = blockOpen_;
-    if (!withLf) blockOpen_ = true;
     uint32_t written = 0;
-    ViStatus s = VIFviWrite(ViSession(Session), text, uint32_t(text.size()), written);
-    blockOpen_ = saved;
-    return s;
+    return VIFviWrite(ViSession(Session), text, uint32_t(text.size()), written, withLf && !blockOpen_);
 }
 
 ViStatus VIF::readText(std::string& out, long count) {
@@ -312,14 +308,16 @@ void VIF::VIFAttrChange(ViAttr attribute, int mode, double value) {
                                                      : -1;
     if (slot < 0) return;
     if (mode == 0) {
-        uint32_t old = 0;
+        // A session that cannot tell the value (a vendor library that does
+        // not know the attribute) gets the usual one back: the published
+        // default, or this object's own time-out.
+        const uint32_t usual[4] = {uint32_t(TimeOut_), VI_TRUE, VI_FALSE, VI_TRUE};
+        uint32_t old = usual[slot];  // the wrapper leaves it alone when the read fails
         VIFviGetAttribute(ViSession(Session), attribute, old);
         VIFviSetAttribute(ViSession(Session), attribute, uint32_t(detail::roundHalfEven(value)));
         SavedAttr[slot] = old;
-        if (slot == kSlotSendEnd) blockOpen_ = detail::roundHalfEven(value) == 0;
     } else {
         VIFviSetAttribute(ViSession(Session), attribute, SavedAttr[slot]);
-        if (slot == kSlotSendEnd) blockOpen_ = SavedAttr[slot] == 0;
     }
 }
 

@@ -88,10 +88,27 @@ private:
     bool IntReadFloatArray(std::vector<float>& values, const std::string& conversion);
     bool IntReadIQArray(std::vector<float>& iValues, std::vector<float>& qValues, long stretch, long chunk);
     // Writes a command; the text sent is the command and one LF. With
-    // withLf false (a block's pieces) nothing is appended.
+    // withLf false (a block's pieces), or while a block write is open,
+    // nothing is appended.
     ViStatus sendText(const std::string& text, bool withLf = true);
     ViStatus readText(std::string& out, long count);
     bool readBlockHeader(uint64_t& length, bool silent);
+
+    // How a block answer read into a file went.
+    enum class BlockOutcome { Whole, NotFound, HeaderCorrupt, Short, Longer, Failed };
+    // logged: through the wrappers and their log; else the direct VISA calls.
+    ViStatus rawRead(std::string& out, long count, bool logged);
+    BlockOutcome readFileBlockHeader(bool logged, uint64_t& length);
+    // After a data read of length bytes (status s, got arrived): whether the
+    // answer ends there. Reads the terminator that should follow.
+    BlockOutcome checkBlockEnd(ViStatus s, uint64_t got, uint64_t length, bool logged);
+    // Gives up the rest of an answer that cannot be trusted, so that it
+    // cannot spoil the next command.
+    void abandonAnswer(bool logged);
+    // The words for a block that is no file; nullptr where the VISA status
+    // speaks for itself or nothing went wrong.
+    static const char* blockFaultText(BlockOutcome outcome);
+    void reportBlockFault(BlockOutcome outcome, const std::string& command);
     std::string newTempFile();
     void dropTempFile();
     void StoreDebug(const std::string& text);
@@ -101,7 +118,8 @@ private:
     ViStatus VIFviOpenDefaultRM(ViSession& rm);
     ViStatus VIFviOpen(ViSession rm, const std::string& resource, uint32_t mode, uint32_t timeout, ViSession& vi);
     ViStatus VIFviReadSTB(ViSession vi, ViUInt16& stb);
-    ViStatus VIFviWrite(ViSession vi, const std::string& buffer, uint32_t count, uint32_t& written);
+    ViStatus VIFviWrite(ViSession vi, const std::string& buffer, uint32_t count, uint32_t& written,
+                        bool withLf = true);
     ViStatus VIFviWriteFromFile(ViSession vi, const std::string& file, uint32_t count, uint32_t& written);
     ViStatus VIFviReadToFile(ViSession vi, const std::string& file, uint32_t count, uint32_t& read);
     ViStatus VIFviRead(ViSession vi, std::string& buffer, uint32_t count, uint32_t& read);
@@ -136,8 +154,10 @@ private:
     uint32_t SavedAttr[4] = {0, 0, 0, 0};
     std::string TempFile;
     ViStatus LastVisaStatus_ = VI_SUCCESS;
-    // True while a block goes out in pieces (VI_ATTR_SEND_END_EN switched
-    // off): the pieces are sent as they are, without the LF of a command.
+    // True from WriteByteArrayHeader to WriteByteArrayEnd: the pieces of the
+    // block go out as they are, without the LF of a command. Kept by the
+    // block write itself, never derived from an attribute read that a
+    // session may refuse.
     bool blockOpen_ = false;
 };
 

@@ -100,11 +100,11 @@ ViStatus VIF::VIFviReadSTB(ViSession vi, ViUInt16& stb) {
     return s;
 }
 
-// The text sent is the buffer and one LF, the count one more than given;
-// while a block goes out in pieces the piece is sent as it is.
-ViStatus VIF::VIFviWrite(ViSession vi, const std::string& buffer, uint32_t count, uint32_t& written) {
+// The text sent is the buffer and one LF, the count one more than given; a
+// piece of a block (withLf false) is sent as it is.
+ViStatus VIF::VIFviWrite(ViSession vi, const std::string& buffer, uint32_t count, uint32_t& written, bool withLf) {
     std::string data = buffer.substr(0, std::min<size_t>(count, buffer.size()));
-    if (!blockOpen_) data += '\n';
+    if (withLf) data += '\n';
     if (DebugLevel > 1)
         StoreDebug("  viWrite(" + num(vi) + ",<BUFFER>," + num(data.size()) + ",0x" + app::HexText(written) + ")");
     ViUInt32 n = 0;

@@ -6,7 +6,6 @@
 #include "vif.h"
 #include "vif_internal.h"
 #include "app/debug.h"
-#include "app/numeric.h"
 
 #include <fcntl.h>
 #include <stdlib.h>
@@ -19,7 +18,6 @@
 
 namespace qv::io {
 
-using app::LeadingNumber;
 using detail::roundHalfEven;
 
 namespace {
@@ -48,6 +46,15 @@ public:
 private:
     FILE* f_;
 };
+
+// The byte at offset of a file, or -1.
+int byteAt(const std::string& path, uint64_t offset) {
+    FILE* f = std::fopen(path.c_str(), "rb");
+    if (!f) return -1;
+    int c = std::fseek(f, long(offset), SEEK_SET) == 0 ? std::fgetc(f) : -1;
+    std::fclose(f);
+    return c;
+}
 }  // namespace
 
 std::string VIF::newTempFile() {
@@ -61,33 +68,98 @@ void VIF::dropTempFile() {
     TempFile.clear();
 }
 
+ViStatus VIF::rawRead(std::string& out, long count, bool logged) {
+    if (logged) return readText(out, count);
+    out.assign(size_t(count < 0 ? 0 : count), '\0');
+    ViUInt32 n = 0;
+    ViStatus s = viRead(ViSession(Session), reinterpret_cast<ViBuf>(out.data()), ViUInt32(out.size()), &n);
+    out.resize(n);
+    return s;
+}
+
+// "#", the digit count and the length digits. The first character is not
+// tested for "#": some instruments put another there.
+VIF::BlockOutcome VIF::readFileBlockHeader(bool logged, uint64_t& length) {
+    std::string head, digits;
+    if (rawRead(head, 2, logged) < 0) return BlockOutcome::Failed;
+    size_t n = detail::blockDigitCount(head);
+    if (n == 0) return BlockOutcome::HeaderCorrupt;
+    if (rawRead(digits, long(n), logged) < 0) return BlockOutcome::Failed;
+    switch (detail::parseLengthField(digits, n, length)) {
+    case detail::LengthField::Length: return BlockOutcome::Whole;  // so far
+    case detail::LengthField::Negative: return BlockOutcome::NotFound;
+    default: return BlockOutcome::HeaderCorrupt;
+    }
+}
+
+// A block ends where its header says when the message ended with its last
+// byte (END), or when the next byte is the terminator. A terminator that
+// never comes leaves the data whole; the wait for it is the transfer's own.
+VIF::BlockOutcome VIF::checkBlockEnd(ViStatus s, uint64_t got, uint64_t length, bool logged) {
+    if (s < 0) return BlockOutcome::Failed;
+    if (got < length) return BlockOutcome::Short;
+    if (s == VI_SUCCESS) return BlockOutcome::Whole;
+    const ViStatus cause = LastVisaStatus_;
+    std::string next;
+    ViStatus t = rawRead(next, 1, logged);
+    LastVisaStatus_ = cause;
+    if (t >= 0 && !next.empty() && next[0] != '\n') return BlockOutcome::Longer;
+    return BlockOutcome::Whole;
+}
+
+// A device clear drops what the instrument still holds of the answer (and
+// what a byte-stream session has buffered of it); its own failure must not
+// hide the status that caused it.
+void VIF::abandonAnswer(bool logged) {
+    const ViStatus cause = LastVisaStatus_;
+    if (logged)
+        VIFviClear(ViSession(Session));
+    else
+        viClear(ViSession(Session));
+    LastVisaStatus_ = cause;
+}
+
+const char* VIF::blockFaultText(BlockOutcome outcome) {
+    switch (outcome) {
+    case BlockOutcome::NotFound: return "File not found on instrument";
+    case BlockOutcome::HeaderCorrupt: return "Block header corrupt";
+    case BlockOutcome::Short: return "Block shorter than announced";
+    case BlockOutcome::Longer: return "Block longer than announced";
+    default: return nullptr;
+    }
+}
+
+void VIF::reportBlockFault(BlockOutcome outcome, const std::string& command) {
+    const char* text = blockFaultText(outcome);
+    if (text && VIFVIFError) VIFVIFError(text, command);
+}
+
 bool VIF::ReadFileFromInstrument(const std::string& command, const std::string& targetFile, long timeout) {
     app::CallGuard guard("VIF", "VIF", "ReadFileFromInstrument");
     if (!VISAFound_ || Session < 1) return false;
     bool ok = false;
     VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 0, 0);
     if (sendText(command) == VI_SUCCESS) {
-        std::string head, digits;
-        if (readText(head, 2) >= 0) {
-            long n = long(app::LeadingNumber(head.size() > 1 ? head.substr(1, 1) : std::string()));
-            if (readText(digits, n) >= 0) {
-                double value = app::LeadingNumber(digits);
-                if (value < 0) {
-                    if (VIFVIFError) VIFVIFError("File not found on instrument", command);
-                } else {
-                    detail::removeFile(targetFile);
-                    long length = roundHalfEven(value);
-                    VIFAttrChange(VI_ATTR_TMO_VALUE, 0, timeout != -1 ? double(timeout) : length / 100.0);
-                    uint32_t got = 0;
-                    ok = VIFviReadToFile(ViSession(Session), targetFile, uint32_t(length), got) >= 0;
-                    VIFAttrChange(VI_ATTR_TMO_VALUE, 1, 0);
-                    // Fewer bytes than announced is no file: a cut transfer
-                    // leaves nothing that could pass for the whole one.
-                    if (ok && long(got) != length) ok = false;
-                    if (!ok) detail::removeFile(targetFile);
-                }
-            }
+        uint64_t length = 0;
+        BlockOutcome outcome = readFileBlockHeader(true, length);
+        if (outcome == BlockOutcome::Whole) {
+            detail::removeFile(targetFile);
+            VIFAttrChange(VI_ATTR_TMO_VALUE, 0, timeout != -1 ? double(timeout) : detail::sizedTimeoutMs(length));
+            uint32_t got = 0;
+            ViStatus s = VIFviReadToFile(ViSession(Session), targetFile, uint32_t(length), got);
+            outcome = checkBlockEnd(s, got, length, true);
+            ok = outcome == BlockOutcome::Whole;
+            if (!ok) abandonAnswer(true);  // still bounded by the transfer's time-out
+            VIFAttrChange(VI_ATTR_TMO_VALUE, 1, 0);
+            // Nothing that could pass for the whole file stays behind.
+            if (!ok) detail::removeFile(targetFile);
+        } else if (outcome == BlockOutcome::HeaderCorrupt) {
+            abandonAnswer(true);
+            detail::removeFile(targetFile);
+        } else if (outcome == BlockOutcome::NotFound) {
+            abandonAnswer(true);
         }
+        reportBlockFault(outcome, command);
     }
     VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 1, 0);
     VIFviGpibControlREN(ViSession(Session), VI_GPIB_REN_ADDRESS_GTL);
@@ -102,23 +174,27 @@ bool VIF::RdFilFrmInstr(const std::string& command, const std::string& targetFil
     ViUInt32 n = 0;
     if (viWrite(vi, reinterpret_cast<ViConstBuf>(line.data()), ViUInt32(line.size()), &n) < 0) return false;
     bool ok = false;
-    char head[3] = {}, digits[16] = {};
-    if (viRead(vi, reinterpret_cast<ViBuf>(head), 2, &n) >= 0) {
-        long count = long(app::LeadingNumber(std::string(head + 1, n > 1 ? 1 : 0)));
-        if (count > 9) count = 9;
-        if (count >= 0 && viRead(vi, reinterpret_cast<ViBuf>(digits), ViUInt32(count), &n) >= 0) {
-            double value = app::LeadingNumber(std::string(digits, n));
-            if (value >= 0) {
-                detail::removeFile(targetFile);
-                long length = roundHalfEven(value);
-                viSetAttribute(vi, VI_ATTR_TMO_VALUE, uint32_t(timeout != -1 ? timeout : roundHalfEven(length / 100.0)));
-                ok = viReadToFile(vi, targetFile.c_str(), ViUInt32(length), &n) >= 0 && long(n) == length;
-                if (!ok) {
-                    detail::removeFile(targetFile);
-                    if (VIFVIFError) VIFVIFError("File not found on instrument", command);
-                }
-            }
+    uint64_t length = 0;
+    BlockOutcome outcome = readFileBlockHeader(false, length);
+    if (outcome == BlockOutcome::Whole) {
+        detail::removeFile(targetFile);
+        long ms = timeout != -1 ? timeout : roundHalfEven(detail::sizedTimeoutMs(length));
+        viSetAttribute(vi, VI_ATTR_TMO_VALUE, ViAttrState(uint32_t(ms)));
+        ViStatus s = viReadToFile(vi, targetFile.c_str(), ViUInt32(length), &n);
+        outcome = checkBlockEnd(s, n, length, false);
+        ok = outcome == BlockOutcome::Whole;
+        if (!ok) {
+            abandonAnswer(false);
+            detail::removeFile(targetFile);
+            const char* text = blockFaultText(outcome);
+            if (VIFVIFError) VIFVIFError(text ? text : "File not found on instrument", command);
         }
+    } else if (outcome == BlockOutcome::HeaderCorrupt) {
+        abandonAnswer(false);
+        detail::removeFile(targetFile);
+        reportBlockFault(outcome, command);
+    } else if (outcome == BlockOutcome::NotFound) {
+        abandonAnswer(false);  // a negative length ends without a message
     }
     viGpibControlREN(vi, VI_GPIB_REN_ADDRESS_GTL);
     return ok;
@@ -129,11 +205,14 @@ bool VIF::ReadAnswerFromInstrument(const std::string& command, const std::string
     if (!VISAFound_ || Session < 1) return false;
     bool ok = false;
     VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 0, 0);
-    if (sendText(command) == VI_SUCCESS) {
+    // An empty command reads what is waiting.
+    ViStatus sent = TrimAll(command).empty() ? VI_SUCCESS : sendText(command);
+    if (sent == VI_SUCCESS) {
         detail::removeFile(targetFile);
-        VIFAttrChange(VI_ATTR_TMO_VALUE, 0, byteCount / 100.0);
+        const uint32_t count = uint32_t(byteCount < 0 ? 0 : byteCount);
+        VIFAttrChange(VI_ATTR_TMO_VALUE, 0, detail::sizedTimeoutMs(count));
         uint32_t got = 0;
-        ok = VIFviReadToFile(ViSession(Session), targetFile, uint32_t(byteCount < 0 ? 0 : byteCount), got) >= 0;
+        ok = VIFviReadToFile(ViSession(Session), targetFile, count, got) >= 0;
         VIFAttrChange(VI_ATTR_TMO_VALUE, 1, 0);
     }
     VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 1, 0);
@@ -156,21 +235,25 @@ bool VIF::ReadStreamFromInstrumentIntoFile(const std::string& command, const std
 }
 
 // Reads "#", the digit count and the length digits. Failures raise the
-// messages of a float read unless silent.
+// messages of a float read unless silent; whatever arrived of an answer that
+// is no block is given up, so that it cannot become the next answer.
 bool VIF::readBlockHeader(uint64_t& length, bool silent) {
-    auto failWith = [&](const char* message) {
+    auto failWith = [&](const char* message, bool arrived) {
+        if (arrived) abandonAnswer(true);
         if (!silent && VIFVIFError) VIFVIFError(message, LastCommand_);
         return false;
     };
     std::string head;
-    if (readText(head, 2) < 0 || head.size() < 2) return failWith("Reading binary header FAILED");
-    if (head[0] != '#') return failWith("Reading binary header FAILED (no # found)");
-    long n = long(app::LeadingNumber(head.substr(1, 1)));
-    if (silent && n <= 0) return false;
+    ViStatus s = readText(head, 2);
+    if (s < 0 || head.size() < 2) return failWith("Reading binary header FAILED", s >= 0);
+    if (head[0] != '#') return failWith("Reading binary header FAILED (no # found)", true);
+    size_t n = detail::blockDigitCount(head);
+    if (n == 0) return failWith("Reading binary header FAILED", true);
     std::string digits;
-    if (readText(digits, n) < 0) return failWith("Reading binary header length FAILED");
-    double v = app::LeadingNumber(digits);
-    length = v > 0 ? uint64_t(roundHalfEven(v)) : 0;
+    s = readText(digits, long(n));
+    if (s < 0) return failWith("Reading binary header length FAILED", false);
+    if (detail::parseLengthField(digits, n, length) != detail::LengthField::Length)
+        return failWith("Reading binary header length FAILED", true);
     return true;
 }
 
@@ -180,7 +263,7 @@ bool VIF::ReadFloatArray(const std::string& command, std::vector<float>& values,
     bool result = false;
     LastCommand_ = command;
     if (sendText(command) == VI_SUCCESS) {
-        uint32_t readdr = 0;
+        uint32_t readdr = VI_TRUE;  // kept when the session cannot tell
         VIFviGetAttribute(ViSession(Session), VI_ATTR_GPIB_READDR_EN, readdr);
         VIFviSetAttribute(ViSession(Session), VI_ATTR_GPIB_READDR_EN, 0);
         result = IntReadFloatArray(values, conversion);
@@ -200,8 +283,14 @@ bool VIF::IntReadFloatArray(std::vector<float>& values, const std::string& conve
     std::string file = newTempFile();
     uint32_t got = 0;
     // Ten bytes more than announced: the terminator lands in the file too.
-    if (file.empty() || VIFviReadToFile(ViSession(Session), file, uint32_t(length + 10), got) < 0) {
+    ViStatus s = file.empty() ? VI_ERROR_FILE_ACCESS
+                              : VIFviReadToFile(ViSession(Session), file, uint32_t(length + 10), got);
+    // The data must end where the header says: at END, or with the
+    // terminator right after it. Anything else would shift or pad the array.
+    bool whole = s >= 0 && ((got == length && s == VI_SUCCESS) || (got == length + 1 && byteAt(file, length) == '\n'));
+    if (!whole) {
         dropTempFile();
+        abandonAnswer(true);
         if (VIFVIFError) VIFVIFError("Reading binary data FAILED", LastCommand_);
         return false;
     }
@@ -225,7 +314,7 @@ bool VIF::ReadIQArray(const std::string& command, std::vector<float>& iValues, s
     bool result = false;
     LastCommand_ = command;
     if (sendText(command) >= 0) {
-        uint32_t readdr = 0, tmo = 0;
+        uint32_t readdr = VI_TRUE, tmo = uint32_t(TimeOut_);  // kept when the session cannot tell
         VIFviGetAttribute(ViSession(Session), VI_ATTR_GPIB_READDR_EN, readdr);
         VIFviSetAttribute(ViSession(Session), VI_ATTR_GPIB_READDR_EN, 0);
         if (sampleCount != -1) {
@@ -248,11 +337,12 @@ bool VIF::ReadIQArray(const std::string& command, std::vector<float>& iValues, s
 bool VIF::IntReadIQArray(std::vector<float>& iValues, std::vector<float>& qValues, long stretch, long chunk) {
     uint64_t length = 0;
     if (!readBlockHeader(length, true)) return false;
-    if (stretch <= 0 || chunk <= 0) return false;  // no progress possible
-    std::string file = newTempFile();
+    std::string file = stretch > 0 && chunk > 0 ? newTempFile() : std::string();  // else no progress possible
     uint32_t got = 0;
-    if (file.empty() || VIFviReadToFile(ViSession(Session), file, uint32_t(length), got) < 0) {
+    ViStatus s = file.empty() ? VI_ERROR_FILE_ACCESS : VIFviReadToFile(ViSession(Session), file, uint32_t(length), got);
+    if (file.empty() || checkBlockEnd(s, got, length, true) != BlockOutcome::Whole) {
         dropTempFile();
+        abandonAnswer(true);
         return false;
     }
     long samples = roundHalfEven(double(length) / 8.0);
@@ -322,6 +412,7 @@ bool VIF::sendBlockPart(const char* routine, const std::string& text, bool end) 
     app::CallGuard guard("VIF", "VIF", routine);
     if (!VISAFound_ || Session < 1) return false;
     VIFAttrChange(VI_ATTR_SEND_END_EN, end ? 1 : 0, 0);
+    blockOpen_ = !end;
     sendText(text);
     return true;
 }

@@ -286,10 +286,88 @@ TEST_P(VifSim, BlockShorterThanAnnouncedFailsInTime) {
     // than follows. The read ends early (at END) or by its time-out, and
     // either way it is a failure.
     v->WriteString("SYST:SIM:FAULT \"corrupt-block@MMEM:DATA?\"", 0);
+    std::string message;
+    v->VIFVIFError = [&](const std::string& m, const std::string&) { message = m; };
     auto t0 = Clock::now();
     EXPECT_FALSE(v->ReadFileFromInstrument("MMEM:DATA? 'short.bin'", local.file("short.bin"), 500));
     EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - t0).count(), 1000);
     EXPECT_FALSE(fileExists(local.file("short.bin")));
+    // Over VXI-11 the message ends early; on a socket the time-out speaks.
+    EXPECT_EQ(message, GetParam() == Transport::Vxi11 ? "Block shorter than announced" : "");
+    std::string idn;
+    ASSERT_TRUE(v->ReadString("*IDN?", idn));
+    EXPECT_EQ(idn.rfind("Tesselhorn,TKD-", 0), 0u) << idn;
+}
+
+// A block whose header is corrupt, or which goes on after its announced
+// length, becomes neither a file nor an array, whichever reader meets it; the
+// reason is named, and the next command gets its own answer.
+TEST_P(VifSim, BlockThatDoesNotEndWhereItsHeaderSaysIsNoResult) {
+    // The first data byte is no digit: raised by one, the digit count takes it
+    // into the length field.
+    store("blk.bin", "A" + pattern(3999));
+    const int before = tempFiles();
+    TempDir local;
+    auto v = open();
+    v->TimeOut(1000);
+    std::string message;
+    v->VIFVIFError = [&](const std::string& m, const std::string&) { message = m; };
+    struct Case {
+        const char* name;
+        bool corrupt;          // the simulator raises the digit count
+        const char* query;
+        const char* fileText;  // the file readers' message
+        const char* floatText;
+    };
+    const Case cases[] = {
+        {"length field holds a data byte", true, "MMEM:DATA? 'blk.bin'", "Block header corrupt",
+         "Reading binary header length FAILED"},
+        {"more follows the block", false, "MMEM:DATA? 'blk.bin';*OPC?", "Block longer than announced",
+         "Reading binary data FAILED"},
+    };
+    enum Reader { File, Direct, Floats, IQ };
+    for (const Case& c : cases) {
+        for (Reader r : {File, Direct, Floats, IQ}) {
+            SCOPED_TRACE(std::string(c.name) + ", reader " + std::to_string(int(r)));
+            v->WriteString(c.corrupt ? "SYST:SIM:FAULT \"corrupt-block@MMEM:DATA?\"" : "SYST:SIM:FAULT:CLEAR", 0);
+            message.clear();
+            const std::string target = local.file("blk.bin");
+            ASSERT_TRUE(writeFile(target, "old content"));
+            std::vector<float> values{1.0f}, qValues{2.0f};
+            switch (r) {
+            case File:
+                EXPECT_FALSE(v->ReadFileFromInstrument(c.query, target, -1));
+                EXPECT_EQ(message, c.fileText);
+                EXPECT_FALSE(fileExists(target));
+                break;
+            case Direct:
+                EXPECT_FALSE(v->RdFilFrmInstr(c.query, target, -1));
+                EXPECT_EQ(message, c.fileText);
+                EXPECT_FALSE(fileExists(target));
+                break;
+            case Floats:
+                EXPECT_FALSE(v->ReadFloatArray(c.query, values, ""));
+                EXPECT_EQ(message, c.floatText);
+                EXPECT_EQ(values, std::vector<float>{1.0f});
+                break;
+            case IQ:
+                EXPECT_FALSE(v->ReadIQArray(c.query, values, qValues, 100, 10, -1));
+                EXPECT_EQ(message, "");  // this reader fails silently
+                EXPECT_EQ(values, std::vector<float>{1.0f});
+                break;
+            }
+            v->WriteString("SYST:SIM:FAULT:CLEAR", 0);
+            std::string idn, errors;
+            ASSERT_TRUE(v->ReadString("*IDN?", idn));
+            EXPECT_EQ(idn.rfind("Tesselhorn,TKD-", 0), 0u) << idn;
+            // Nothing of the broken answer was left to be interrupted.
+            EXPECT_FALSE(v->PollErrors(errors, "SYST:ERR?", false)) << errors;
+        }
+    }
+    // The same file, whole, still reads.
+    ASSERT_TRUE(v->ReadFileFromInstrument("MMEM:DATA? 'blk.bin'", local.file("whole.bin")));
+    EXPECT_EQ(readFile(local.file("whole.bin")).size(), 4000u);
+    EXPECT_EQ(tempFiles(), before);
 }
 
 TEST_P(VifSim, FileToInstrumentArrivesAsOneBlock) {
@@ -332,19 +410,54 @@ TEST_P(VifSim, ByteArrayInPiecesIsOneValidBlock) {
     EXPECT_TRUE(readFile(local.file("arr.bin")) == std::string(bytes.begin(), bytes.end()));
 }
 
-TEST_P(VifSim, TimeoutOfAFileReadFollowsItsSize) {
+TEST_P(VifSim, TimeoutOfAFileReadFollowsItsSizeAboveAFloor) {
     store("t.bin", pattern(500000));
+    store("peaks.bin", pattern(300));
     TempDir local;
     auto v = open();
-    v->ConfigDebugMode(2, false, local.file("io.log"), 16);
-    ASSERT_TRUE(v->ReadFileFromInstrument("MMEM:DATA? 't.bin'", local.file("t.bin"))) << readFile(local.file("io.log"));
-    ASSERT_TRUE(v->ReadFileFromInstrument("MMEM:DATA? 't.bin'", local.file("t.bin"), 777));
-    std::string log = readFile(local.file("io.log"));
-    std::string session = std::to_string(v->GetHandle());
-    // One millisecond per 100 bytes unless given; then the old value again.
-    EXPECT_NE(log.find("  viSetAttribute(" + session + ",1073676314,5000)"), std::string::npos) << log;
-    EXPECT_NE(log.find("  viSetAttribute(" + session + ",1073676314,777)"), std::string::npos);
+    v->TimeOut(4321);
+    const std::string session = std::to_string(v->GetHandle());
+    const std::string setTmo = "  viSetAttribute(" + session + ",1073676314,";
+    auto logOf = [&](const char* name, auto&& call) {
+        v->ConfigDebugMode(2, false, local.file(name), 16);
+        EXPECT_TRUE(call()) << readFile(local.file(name));
+        return readFile(local.file(name));
+    };
+    // One millisecond per 100 bytes unless given, never below 100 ms; then
+    // the object's time-out again.
+    std::string log = logOf("big.log", [&] { return v->ReadFileFromInstrument("MMEM:DATA? 't.bin'", local.file("t.bin")); });
+    EXPECT_NE(log.find(setTmo + "5000)"), std::string::npos) << log;
     EXPECT_NE(log.find("  viReadToFile(" + session + "," + local.file("t.bin") + ",500000,0x0)"), std::string::npos);
+    EXPECT_NE(log.find(setTmo + "4321)"), std::string::npos);
+    log = logOf("given.log", [&] { return v->ReadFileFromInstrument("MMEM:DATA? 't.bin'", local.file("t.bin"), 777); });
+    EXPECT_NE(log.find(setTmo + "777)"), std::string::npos) << log;
+    log = logOf("small.log", [&] { return v->ReadFileFromInstrument("MMEM:DATA? 'peaks.bin'", local.file("p.bin")); });
+    EXPECT_NE(log.find(setTmo + "100)"), std::string::npos) << log;
+    log = logOf("answer.log", [&] {
+        return v->ReadAnswerFromInstrument("MMEM:DATA? 'peaks.bin'", local.file("a.bin"), 306);  // "#3300" + data + LF
+    });
+    EXPECT_NE(log.find(setTmo + "100)"), std::string::npos) << log;
+    EXPECT_EQ(readFile(local.file("a.bin")), "#3300" + pattern(300) + "\n");
+    // The direct reader logs nothing; the floor shows in the time-out it leaves set.
+    ASSERT_TRUE(v->RdFilFrmInstr("MMEM:DATA? 'peaks.bin'", local.file("d.bin"), -1));
+    ViUInt32 tmo = 0;
+    ASSERT_EQ(viGetAttribute(v->GetHandle(), VI_ATTR_TMO_VALUE, &tmo), VI_SUCCESS);
+    EXPECT_EQ(tmo, 100u);
+    EXPECT_TRUE(readFile(local.file("d.bin")) == pattern(300));
+}
+
+TEST_P(VifSim, ReadAnswerWithoutCommandReadsWhatIsWaiting) {
+    auto v = open();
+    std::string idn;
+    ASSERT_TRUE(v->ReadString("*IDN?", idn));
+    TempDir local;
+    v->WriteString("*IDN?", 0);
+    v->ConfigDebugMode(2, false, local.file("io.log"), 16);
+    ASSERT_TRUE(v->ReadAnswerFromInstrument("", local.file("idn.txt"), long(idn.size() + 1)));
+    EXPECT_EQ(readFile(local.file("idn.txt")), idn + "\n");
+    // The empty command sent nothing, not even a bare LF.
+    std::string log = readFile(local.file("io.log"));
+    EXPECT_EQ(log.find("viWrite("), std::string::npos) << log;
 }
 
 TEST_P(VifSim, IoLogLevels) {

@@ -3,6 +3,8 @@
 // see that calls were handed over.
 #include "instrument_io/visa/visa.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
@@ -13,6 +15,26 @@ struct Fake {
 };
 std::map<ViSession, Fake> g_sessions;
 ViSession g_next = 100;
+
+// With FAKE_VISA_WRITE_LOG set, every buffer written (viWrite, or a file's
+// bytes through viWriteFromFile) becomes one line of that file: printable
+// bytes as they are, LF as "\n", others as "\xHH".
+void recordWrite(const char* data, size_t n) {
+    const char* path = std::getenv("FAKE_VISA_WRITE_LOG");
+    if (!path || !*path) return;
+    std::string line;
+    for (size_t i = 0; i < n; ++i) {
+        unsigned char c = static_cast<unsigned char>(data[i]);
+        char hex[8];
+        std::snprintf(hex, sizeof hex, "\\x%02X", c);
+        line += c == '\n' ? std::string("\\n") : (c >= 32 && c < 127 && c != '\\') ? std::string(1, char(c)) : hex;
+    }
+    line += '\n';
+    if (FILE* f = std::fopen(path, "ab")) {
+        std::fwrite(line.data(), 1, line.size(), f);
+        std::fclose(f);
+    }
+}
 }  // namespace
 
 extern "C" {
@@ -32,6 +54,7 @@ __attribute__((visibility("default"))) ViStatus viClose(ViObject vi) {
 }
 __attribute__((visibility("default"))) ViStatus viWrite(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPUInt32 ret) {
     std::string s(reinterpret_cast<const char*>(buf), cnt);
+    recordWrite(s.data(), s.size());
     while (!s.empty() && s.back() == '\n') s.pop_back();
     g_sessions[vi].last = s;
     if (ret) *ret = cnt;
@@ -58,6 +81,16 @@ __attribute__((visibility("default"))) ViStatus viFindRsrc(ViSession, ViConstStr
 }
 __attribute__((visibility("default"))) ViStatus viFindNext(ViFindList, ViChar* desc) {
     std::strcpy(desc, "GPIB0::9::INSTR");
+    return VI_SUCCESS;
+}
+__attribute__((visibility("default"))) ViStatus viWriteFromFile(ViSession, ViConstString file, ViUInt32 cnt, ViPUInt32 ret) {
+    std::string data(cnt, '\0');
+    FILE* f = std::fopen(file, "rb");
+    if (!f) return VI_ERROR_FILE_ACCESS;
+    data.resize(std::fread(data.data(), 1, data.size(), f));
+    std::fclose(f);
+    recordWrite(data.data(), data.size());
+    if (ret) *ret = ViUInt32(data.size());
     return VI_SUCCESS;
 }
 }
