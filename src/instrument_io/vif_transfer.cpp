@@ -94,14 +94,28 @@ VIF::BlockOutcome VIF::readFileBlockHeader(bool logged, uint64_t& length) {
 
 // A block ends where its header says when the message ended with its last
 // byte (END), or when the next byte is the terminator. A terminator that
-// never comes leaves the data whole; the wait for it is the transfer's own.
+// never comes leaves the data whole. It travels right behind the data, so
+// its wait is short: the transfer's own time-out (up to minutes for a large
+// file) would be spent in full on an instrument that sends none.
 VIF::BlockOutcome VIF::checkBlockEnd(ViStatus s, uint64_t got, uint64_t length, bool logged) {
     if (s < 0) return BlockOutcome::Failed;
     if (got < length) return BlockOutcome::Short;
     if (s == VI_SUCCESS) return BlockOutcome::Whole;
+    constexpr uint32_t kTerminatorWaitMs = 1000;
     const ViStatus cause = LastVisaStatus_;
+    const ViSession vi = ViSession(Session);
+    uint32_t tmo = 0;
+    const bool narrowed = (logged ? VIFviGetAttribute(vi, VI_ATTR_TMO_VALUE, tmo)
+                                  : viGetAttribute(vi, VI_ATTR_TMO_VALUE, &tmo)) >= 0 &&
+                          tmo > kTerminatorWaitMs;
+    auto setTmo = [&](uint32_t ms) {
+        if (logged) VIFviSetAttribute(vi, VI_ATTR_TMO_VALUE, ms);
+        else viSetAttribute(vi, VI_ATTR_TMO_VALUE, ms);
+    };
+    if (narrowed) setTmo(kTerminatorWaitMs);
     std::string next;
     ViStatus t = rawRead(next, 1, logged);
+    if (narrowed) setTmo(tmo);
     LastVisaStatus_ = cause;
     if (t >= 0 && !next.empty() && next[0] != '\n') return BlockOutcome::Longer;
     return BlockOutcome::Whole;
