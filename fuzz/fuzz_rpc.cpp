@@ -1,7 +1,7 @@
 // ONC RPC records and VXI-11 messages from the network: record assembly with
 // its size cap, and every decoder, on arbitrary bytes.
-#include "instrument_io/visa/oncrpc.h"
-#include "instrument_io/visa/vxi11.h"
+#include "oncrpc/oncrpc.h"
+#include "oncrpc/vxi11.h"
 
 using namespace qv;
 

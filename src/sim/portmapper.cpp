@@ -13,8 +13,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "instrument_io/visa/oncrpc.h"
-#include "instrument_io/visa/vxi11.h"
+#include "oncrpc/oncrpc.h"
+#include "oncrpc/vxi11.h"
 #include "net_io.h"
 #include "servers.h"
 

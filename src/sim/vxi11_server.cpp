@@ -10,8 +10,8 @@
 #include <map>
 #include <memory>
 
-#include "instrument_io/visa/oncrpc.h"
-#include "instrument_io/visa/vxi11.h"
+#include "oncrpc/oncrpc.h"
+#include "oncrpc/vxi11.h"
 #include "net_io.h"
 #include "scpi_errors.h"
 #include "servers.h"

@@ -1,7 +1,7 @@
 // The RPC codec against hand-made wire bytes, and the record assembler's
 // limits against a hostile peer.
-#include "instrument_io/visa/oncrpc.h"
-#include "instrument_io/visa/vxi11.h"
+#include "oncrpc/oncrpc.h"
+#include "oncrpc/vxi11.h"
 
 #include <gtest/gtest.h>
 

@@ -11,8 +11,8 @@
 
 #include <string>
 
-#include "instrument_io/visa/oncrpc.h"
-#include "instrument_io/visa/vxi11.h"
+#include "oncrpc/oncrpc.h"
+#include "oncrpc/vxi11.h"
 
 namespace qvsimtest {
 

@@ -1,8 +1,9 @@
+// What socket and serial sessions share: reads framed on a byte stream,
+// writes, and the status byte by query.
 #include "backend.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 
 namespace qv::visa {
 
@@ -20,11 +21,11 @@ void StreamBackend::resetInput() {
     skipTerminator_ = false;
 }
 
-ViStatus StreamBackend::read(Sink& sink, uint32_t count, uint32_t& got) {
+ViStatus StreamBackend::readInto(Sink& sink, uint32_t count, uint32_t& got) {
     got = 0;
     if (!fd_) return VI_ERROR_CONN_LOST;
     Deadline dl = Deadline::afterMs(attrs.timeoutMs);
-    const bool framed = endsAtTermChar();
+    const bool framed = forceTermChar_ || endsAtTermChar();
     const uint8_t term = attrs.termChar;
     while (got < count) {
         if (reader_.available() == 0) {
@@ -61,7 +62,7 @@ ViStatus StreamBackend::read(Sink& sink, uint32_t count, uint32_t& got) {
     return VI_SUCCESS_MAX_CNT;
 }
 
-ViStatus StreamBackend::write(const uint8_t* data, uint32_t count, bool end, uint32_t& written) {
+ViStatus StreamBackend::writePiece(const uint8_t* data, uint32_t count, bool end, uint32_t& written) {
     written = 0;
     if (!fd_) return VI_ERROR_CONN_LOST;
     if (framer_.awaitingTerminator()) {
@@ -80,18 +81,14 @@ ViStatus StreamBackend::write(const uint8_t* data, uint32_t count, bool end, uin
 ViStatus StreamBackend::readStb(uint16_t& stb) {
     static const uint8_t kQuery[] = {'*', 'S', 'T', 'B', '?', '\n'};
     uint32_t n = 0;
-    ViStatus s = write(kQuery, sizeof kQuery, true, n);
+    ViStatus s = writePiece(kQuery, sizeof kQuery, true, n);
     if (s < 0) return s;
     uint8_t answer[64];
     MemorySink sink(answer, sizeof answer - 1);
     // The answer ends at the terminator even when reads otherwise do not.
-    bool saved = attrs.termCharEn;
-    attrs.termCharEn = true;
-    uint16_t savedEnd = attrs.endIn;
-    attrs.endIn = VI_ASRL_END_TERMCHAR;
-    s = read(sink, sizeof answer - 1, n);
-    attrs.termCharEn = saved;
-    attrs.endIn = savedEnd;
+    forceTermChar_ = true;
+    s = readInto(sink, sizeof answer - 1, n);
+    forceTermChar_ = false;
     if (s < 0) return s;
     answer[n] = 0;
     char* endp = nullptr;
@@ -102,14 +99,5 @@ ViStatus StreamBackend::readStb(uint16_t& stb) {
 }
 
 void StreamBackend::close() { fd_.reset(); }
-
-uint16_t portmapperPort() {
-    if (const char* env = std::getenv("QUILVANE_PORTMAPPER_PORT")) {
-        char* endp = nullptr;
-        long v = std::strtol(env, &endp, 10);
-        if (endp != env && *endp == '\0' && v > 0 && v < 65536) return uint16_t(v);
-    }
-    return 111;
-}
 
 }  // namespace qv::visa

@@ -1,11 +1,12 @@
 // TCPIP::host[::device]::INSTR over the VXI-11 core channel.
 #include "backend.h"
 #include "rpc_client.h"
-#include "vxi11.h"
+#include "oncrpc/vxi11.h"
 
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace qv::visa {
 
@@ -27,9 +28,76 @@ ViStatus mapDeviceError(int32_t e) {
     }
 }
 
-class Vxi11Backend final : public Backend {
+// The port-mapper port: QUILVANE_PORTMAPPER_PORT when set, else 111.
+uint16_t portmapperPort() {
+    if (const char* env = std::getenv("QUILVANE_PORTMAPPER_PORT")) {
+        char* endp = nullptr;
+        long v = std::strtol(env, &endp, 10);
+        if (endp != env && *endp == '\0' && v > 0 && v < 65536) return uint16_t(v);
+    }
+    return 111;
+}
+
+class Vxi11Backend final : public BuiltinBackend {
 public:
-    ViStatus open(const Resource& r, const Deadline& dl, std::string& reason) override {
+    const char* name() const override { return "VXI-11"; }
+
+    ViStatus readStb(uint16_t& stb) override {
+        uint32_t v = 0;
+        ViStatus s = generic(vxi11::kDeviceReadStb, &v);
+        if (s == VI_SUCCESS) stb = uint16_t(v & 0xFF);
+        return s;
+    }
+
+    ViStatus clear() override { return generic(vxi11::kDeviceClear, nullptr); }
+
+    ViStatus gpibControlRen(uint16_t mode) override {
+        switch (mode) {
+        case VI_GPIB_REN_DEASSERT:
+        case VI_GPIB_REN_DEASSERT_GTL:
+        case VI_GPIB_REN_ADDRESS_GTL: return generic(vxi11::kDeviceLocal, nullptr);
+        case VI_GPIB_REN_ASSERT:
+        case VI_GPIB_REN_ASSERT_ADDRESS:
+        case VI_GPIB_REN_ASSERT_LLO:
+        case VI_GPIB_REN_ASSERT_ADDRESS_LLO: return generic(vxi11::kDeviceRemote, nullptr);
+        default: return VI_ERROR_INV_MODE;
+        }
+    }
+
+    void close() override {
+        if (linked_ && rpc_.connected()) {
+            // Polite, but never long: the link dies with the connection anyway.
+            Deadline dl = Deadline::afterMs(std::min<uint32_t>(attrs.timeoutMs, 1000));
+            rpc::Bytes args;
+            rpc::XdrWriter w(args);
+            vxi11::encodeLink(w, lid_);
+            if (rpc_.call(vxi11::kCoreProg, vxi11::kCoreVers, vxi11::kDestroyLink, args, dl) == VI_SUCCESS)
+                rpc_.finishReply(dl);
+        }
+        linked_ = false;
+        rpc_.close();
+    }
+
+    // The TCP options are kept and reported; the RPC connection keeps its own.
+    ViStatus setAttribute(ViAttr attr, ViAttrState value) override {
+        ViStatus s = VI_SUCCESS;
+        if (tcpip_.set(attr, value, s)) return s;
+        return BuiltinBackend::setAttribute(attr, value);
+    }
+
+protected:
+    uint16_t interfaceType() const override { return VI_INTF_TCPIP; }
+
+    bool readAttribute(ViAttr attr, AttrValue& v) const override {
+        if (tcpip_.read(resource(), attr, v)) return true;
+        if (attr == VI_ATTR_TCPIP_DEVICE_NAME) {
+            v = AttrValue::text(resource().lanDevice);
+            return true;
+        }
+        return BuiltinBackend::readAttribute(attr, v);
+    }
+
+    ViStatus connect(const Resource& r, const Deadline& dl, std::string& reason) override {
         uint16_t port = 0;
         ViStatus s = pmapGetPort(r.host, portmapperPort(), vxi11::kCoreProg, vxi11::kCoreVers, dl, port, reason);
         if (s != VI_SUCCESS) return s;
@@ -69,7 +137,7 @@ public:
         return VI_SUCCESS;
     }
 
-    ViStatus read(Sink& sink, uint32_t count, uint32_t& got) override {
+    ViStatus readInto(Sink& sink, uint32_t count, uint32_t& got) override {
         got = 0;
         Deadline dl = Deadline::afterMs(attrs.timeoutMs);
         for (;;) {
@@ -105,7 +173,7 @@ public:
         }
     }
 
-    ViStatus write(const uint8_t* data, uint32_t count, bool end, uint32_t& written) override {
+    ViStatus writePiece(const uint8_t* data, uint32_t count, bool end, uint32_t& written) override {
         written = 0;
         Deadline dl = Deadline::afterMs(attrs.timeoutMs);
         do {
@@ -133,44 +201,6 @@ public:
             if (size == 0 && chunk > 0 && dl.expired()) return VI_ERROR_TMO;
         } while (written < count);
         return VI_SUCCESS;
-    }
-
-    ViStatus readStb(uint16_t& stb) override {
-        uint32_t v = 0;
-        ViStatus s = generic(vxi11::kDeviceReadStb, &v);
-        if (s == VI_SUCCESS) stb = uint16_t(v & 0xFF);
-        return s;
-    }
-
-    ViStatus clear() override { return generic(vxi11::kDeviceClear, nullptr); }
-
-    ViStatus gpibControlRen(uint16_t mode) override {
-        switch (mode) {
-        case VI_GPIB_REN_DEASSERT:
-        case VI_GPIB_REN_DEASSERT_GTL:
-        case VI_GPIB_REN_ADDRESS_GTL: return generic(vxi11::kDeviceLocal, nullptr);
-        case VI_GPIB_REN_ASSERT:
-        case VI_GPIB_REN_ASSERT_ADDRESS:
-        case VI_GPIB_REN_ASSERT_LLO:
-        case VI_GPIB_REN_ASSERT_ADDRESS_LLO: return generic(vxi11::kDeviceRemote, nullptr);
-        default: return VI_ERROR_INV_MODE;
-        }
-    }
-
-    uint16_t interfaceType() const override { return VI_INTF_TCPIP; }
-
-    void close() override {
-        if (linked_ && rpc_.connected()) {
-            // Polite, but never long: the link dies with the connection anyway.
-            Deadline dl = Deadline::afterMs(std::min<uint32_t>(attrs.timeoutMs, 1000));
-            rpc::Bytes args;
-            rpc::XdrWriter w(args);
-            vxi11::encodeLink(w, lid_);
-            if (rpc_.call(vxi11::kCoreProg, vxi11::kCoreVers, vxi11::kDestroyLink, args, dl) == VI_SUCCESS)
-                rpc_.finishReply(dl);
-        }
-        linked_ = false;
-        rpc_.close();
     }
 
 private:
@@ -213,10 +243,12 @@ private:
     int32_t lid_ = 0;
     uint32_t maxRecv_ = 4096;
     bool linked_ = false;
+    TcpipAttrs tcpip_;
 };
 
-}  // namespace
+[[maybe_unused]] const bool kRegistered =
+    registerBackend(ResourceKind::TcpipInstr, [] { return std::unique_ptr<Backend>(new Vxi11Backend); });
 
-std::unique_ptr<Backend> makeVxi11Backend() { return std::make_unique<Vxi11Backend>(); }
+}  // namespace
 
 }  // namespace qv::visa

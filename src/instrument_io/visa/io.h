@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace qv::visa {
@@ -98,6 +99,20 @@ private:
     int fd_;
     bool spliceOk_ = true;
 };
+
+// How a session reads into a sink and writes a piece, for the file operations.
+using ReadFn = std::function<ViStatus(Sink& sink, uint32_t count, uint32_t& got)>;
+using WritePieceFn = std::function<ViStatus(const uint8_t* data, uint32_t count, bool end, uint32_t& written)>;
+
+// viReadToFile: opens fileName (appended to or truncated), lets read fill it
+// with up to count bytes, and closes it. VI_ERROR_FILE_ACCESS when it cannot
+// be opened, VI_ERROR_FILE_IO when it cannot be written; got counts the bytes
+// read even then.
+ViStatus readIntoFile(const char* fileName, uint32_t count, bool append, const ReadFn& read, uint32_t& got);
+
+// viWriteFromFile: sends up to count bytes of fileName in pieces of 1 MiB;
+// only the last piece ends the message. written counts what was sent.
+ViStatus writeFileInPieces(const char* fileName, uint32_t count, const WritePieceFn& write, uint32_t& written);
 
 // Buffered reading from a stream descriptor (socket or tty). Bytes that were
 // read but not consumed stay for the next call. Large transfers into files

@@ -138,6 +138,12 @@ bool parseAsrl(const std::vector<std::string_view>& f, Resource& out) {
         if (!parseInterface(first, "ASRL", out.board) || out.board == 0) return false;
         out.device = serialPathForBoard(out.board);
         out.canonical = "ASRL" + std::to_string(out.board) + "::INSTR";
+        if (out.device.empty()) {
+            // A board we have no line for may still be the vendor's.
+            out.kind = ResourceKind::Foreign;
+            out.why = "serial board " + std::to_string(out.board);
+            return true;
+        }
     }
     out.kind = ResourceKind::Asrl;
     return true;

@@ -9,11 +9,14 @@
 
 namespace qv::visa {
 
+// What serves a session: each kind has one backend in the table of
+// backend.h. A new transport is a new kind here (before Foreign, which stays
+// last), the rule in parseResource that yields it, and its backend file.
 enum class ResourceKind {
     TcpipInstr,   // TCPIP[n]::host[::lan-device]::INSTR (VXI-11)
     TcpipSocket,  // TCPIP[n]::host::port::SOCKET
     Asrl,         // ASRL[n]::INSTR or ASRL/dev/...::INSTR
-    Foreign,      // a valid form the built-in layer does not serve
+    Foreign,      // a valid form the built-in layer does not serve: the vendor library's
 };
 
 struct Resource {

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "io.h"
-#include "oncrpc.h"
+#include "oncrpc/oncrpc.h"
 
 #include <string>
 

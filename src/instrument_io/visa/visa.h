@@ -200,6 +200,7 @@ typedef ViFindList* ViPFindList;
 #define VI_INTF_USB 7
 
 #define VI_PROT_NORMAL 1
+#define VI_PROT_4882_STRS 4
 
 #define VI_ASRL_PAR_NONE 0
 #define VI_ASRL_PAR_ODD 1
