@@ -8,18 +8,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
 
 using namespace qv::dir;
 
 namespace {
-
-std::vector<std::string> logLines(const std::string& path) {
-    std::vector<std::string> lines;
-    std::ifstream in(path);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
-}
 
 TEST(ScanWire, ThreeInstrumentsHearIdentityOptionsLocalAndClose) {
     qvtest::ScanRig rig;
@@ -58,10 +50,10 @@ TEST(ScanWire, ThreeInstrumentsHearIdentityOptionsLocalAndClose) {
     // VXI-11: the link, the two queries, the return to local (the bus's
     // go-to-local), and the link's end when the session closes.
     const std::vector<std::string> vxi11{"@link inst0", "*IDN?", "*OPT?", "@local", "@unlink"};
-    EXPECT_EQ(logLines(rig.dir.file("tkd.log")), vxi11);
-    EXPECT_EQ(logLines(rig.dir.file("myi.log")), vxi11);
+    EXPECT_EQ(qvtest::readLines(rig.dir.file("tkd.log")), vxi11);
+    EXPECT_EQ(qvtest::readLines(rig.dir.file("myi.log")), vxi11);
     // A socket has no control channel: only the two queries reach it.
-    EXPECT_EQ(logLines(rig.dir.file("gln.log")), (std::vector<std::string>{"*IDN?", "*OPT?"}));
+    EXPECT_EQ(qvtest::readLines(rig.dir.file("gln.log")), (std::vector<std::string>{"*IDN?", "*OPT?"}));
     EXPECT_TRUE(rig.host.messages().empty());
 }
 

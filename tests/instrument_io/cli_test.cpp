@@ -33,10 +33,7 @@ private:
     }
 };
 
-struct Result {
-    int exitCode = -1;
-    std::string output;  // standard output and error together
-};
+using Result = qvtest::CommandResult;
 
 std::string quoted(const std::string& s) {
     std::string out = "'";
@@ -54,16 +51,8 @@ protected:
         return GetParam() == Transport::Socket ? s.socketResource() : s.vxi11Resource();
     }
     Result cli(const std::string& args) {
-        Result r;
-        std::string cmd = "QUILVANE_PORTMAPPER_PORT=" + std::to_string(CliSim::get().sim.portmapperPort()) + " " +
-                          binPath("quilvane-cli") + " " + args + " 2>&1";
-        FILE* p = popen(cmd.c_str(), "r");
-        if (!p) return r;
-        char buf[512];
-        while (size_t n = fread(buf, 1, sizeof buf, p)) r.output.append(buf, n);
-        int status = pclose(p);
-        r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return r;
+        return qvtest::runCommand("QUILVANE_PORTMAPPER_PORT=" + std::to_string(CliSim::get().sim.portmapperPort()) +
+                                  " " + binPath("quilvane-cli") + " " + args);
     }
     Result write(const std::string& command) { return cli("write " + quoted(resource()) + " " + quoted(command)); }
     Result fetch(const std::string& query, const std::string& file, const std::string& options = "") {

@@ -23,32 +23,10 @@ namespace {
 
 constexpr const char* kRecordVar = "FAKE_VISA_WRITE_LOG";
 
-std::string run(const std::string& cmd, int& status) {
-    std::string out;
-    FILE* p = popen((cmd + " 2>&1").c_str(), "r");
-    if (!p) return out;
-    char buf[512];
-    while (size_t n = fread(buf, 1, sizeof buf, p)) out.append(buf, n);
-    status = pclose(p);
-    return out;
-}
-
 std::string selfPath() {
     char buf[PATH_MAX];
     ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
     return n > 0 ? std::string(buf, size_t(n)) : std::string();
-}
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> out;
-    size_t pos = 0;
-    while (pos < text.size()) {
-        size_t nl = text.find('\n', pos);
-        if (nl == std::string::npos) nl = text.size();
-        out.push_back(text.substr(pos, nl - pos));
-        pos = nl + 1;
-    }
-    return out;
 }
 
 // The child's part: block writes, each followed by a plain command.
@@ -77,15 +55,13 @@ TEST(VifVendorSession, CommandsAfterABlockWriteKeepTheirLineEnd) {
     TempDir d;
     const std::string record = d.file("writes.txt");
     const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    int status = -1;
-    std::string out = run("QUILVANE_VISA_LIBRARY=" + binPath("libfake_vendor_visa.so") + " " + kRecordVar + "=" +
-                              record + " TMPDIR=" + d.path() + " " + selfPath() + " --gtest_filter=" +
-                              test->test_suite_name() + "." + test->name(),
-                          status);
-    ASSERT_EQ(status, 0) << out;
+    auto r = qvtest::runCommand("QUILVANE_VISA_LIBRARY=" + binPath("libfake_vendor_visa.so") + " " + kRecordVar +
+                                "=" + record + " TMPDIR=" + d.path() + " " + selfPath() +
+                                " --gtest_filter=" + test->test_suite_name() + "." + test->name());
+    ASSERT_EQ(r.exitCode, 0) << r.output;
     // The pieces of a block go out as they are; the end of a block and every
     // command after it carry their LF.
     std::vector<std::string> expect = {"MMEM:DATA 'a.bin',#15", "he", "ll", "o", "\\n", "*CLS\\n",
                                        "MMEM:DATA 'b.bin',#13", "abc", "\\n", "*OPC?\\n"};
-    EXPECT_EQ(linesOf(readFile(record)), expect);
+    EXPECT_EQ(qvtest::readLines(record), expect);
 }

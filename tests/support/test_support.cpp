@@ -140,4 +140,22 @@ bool writeFile(const std::string& path, const std::string& data) {
 
 bool fileExists(const std::string& path) { return std::filesystem::exists(path); }
 
+std::vector<std::string> readLines(const std::string& path) {
+    std::vector<std::string> lines;
+    std::ifstream in(path);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+CommandResult runCommand(const std::string& command) {
+    CommandResult r;
+    FILE* p = popen((command + " 2>&1").c_str(), "r");
+    if (!p) return r;
+    char buf[512];
+    while (size_t n = fread(buf, 1, sizeof buf, p)) r.output.append(buf, n);
+    int status = pclose(p);
+    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return r;
+}
+
 }  // namespace qvtest

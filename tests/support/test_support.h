@@ -63,6 +63,16 @@ int openDescriptorCount();
 
 // Reads a whole file; empty when it cannot be read.
 std::string readFile(const std::string& path);
+// The lines of a file, without their line ends.
+std::vector<std::string> readLines(const std::string& path);
+
+// Runs a shell command; its output (stderr too) and its exit code (-1 when it
+// did not exit normally).
+struct CommandResult {
+    std::string output;
+    int exitCode = -1;
+};
+CommandResult runCommand(const std::string& command);
 bool writeFile(const std::string& path, const std::string& data);
 bool fileExists(const std::string& path);
 

@@ -403,3 +403,38 @@ TEST(MainForm, KeyEventsBecomeTheHotKeyPairs) {
     QKeyEvent f1(QEvent::KeyRelease, Qt::Key_F1, Qt::NoModifier);
     EXPECT_FALSE(qv::ui::MainForm::HotKeyOf(&f1, key, mods));
 }
+
+namespace {
+
+struct HardcopyCase {
+    const char* family;
+    const char* opens;  // what the hardcopy button leads to
+};
+
+class HardcopyButton : public ::testing::TestWithParam<HardcopyCase> {};
+
+// The registry decides where a hardcopy goes: a family that hands its
+// pictures over as files goes to the file browser; every other family to
+// the hardcopy window (both say so while they are not in this build).
+TEST_P(HardcopyButton, GoesWhereTheFamilyHandsItsPicturesOver) {
+    App();
+    LogicEnv env;
+    qv::app::WriteIni(env.data.file("VisaDevices.ini"), "FUNCTIONS", GetParam().family, qv::app::Value("5"));
+    env.rows({{"A|RAW|x", "1"}});
+    ScriptedHost host;
+    FakeSource src;
+    src.records = {Rec("Tester", "R0", GetParam().family)};
+    Started s(src);
+    s.start(env.user);
+    host.calls.clear();
+    s.form.clickBigButton(BigButton::Hardcopy);
+    auto msgs = host.messages();
+    ASSERT_EQ(msgs.size(), 1u);
+    EXPECT_EQ(msgs[0].text, std::string(GetParam().opens) + " is not available in this build.");
+}
+
+INSTANTIATE_TEST_SUITE_P(Families, HardcopyButton,
+                         ::testing::Values(HardcopyCase{"BJY", "File Browser"}, HardcopyCase{"BJX", "Hardcopy"}),
+                         [](const auto& info) { return std::string(info.param.family); });
+
+}  // namespace
