@@ -6,6 +6,7 @@
 #include "app/host.h"
 #include "app/iniio.h"
 #include "app/main_window.h"
+#include "app/text.h"
 #include "instrument_directory/capabilities.h"
 #include "instrument_directory/visa_scan.h"
 #include "instrument_io/vif.h"
@@ -76,12 +77,9 @@ int failWithQueue(const char* what, VIF& v) {
     std::string errors;
     v.PollErrors(errors, "SYST:ERR?", false);
     std::string lead = "  the instrument reports: ";
-    for (size_t pos = 0; pos < errors.size();) {
-        size_t end = errors.find("\r\n", pos);
-        if (end == std::string::npos) end = errors.size();
-        std::fprintf(stderr, "%s%s\n", lead.c_str(), errors.substr(pos, end - pos).c_str());
+    for (const std::string& entry : qv::app::SplitClean(errors, "\r\n")) {
+        std::fprintf(stderr, "%s%s\n", lead.c_str(), entry.c_str());
         lead.assign(lead.size(), ' ');  // further entries line up under the first
-        pos = end + 2;
     }
     return rc;
 }

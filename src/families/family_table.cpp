@@ -12,74 +12,57 @@ namespace {
 constexpr auto kGenerator = UCorGroup::Generator;
 constexpr auto kAnalyzer = UCorGroup::Analyzer;
 
-struct Row {
-    const char* tag;
-    const char* kind;
-    std::vector<std::string_view> drives;
-    const char* startDrive;
-    char separator;
-    UCorGroup ucor;
-    bool picturesAsFiles;
-};
-
-// clang-format off
-const Row kRows[] = {
-    {"TKD",  "spectrum analyzer",                   {"A:", "C:", "D:"}, "D:", '\\', kAnalyzer, false},
-    {"TKM",  "spectrum analyzer with demodulation", {"A:", "C:", "D:"}, "D:", '\\', kAnalyzer, false},
-    {"TKB",  "spectrum analyzer",                   {"A:", "C:", "D:"}, "D:", '\\', kAnalyzer, false},
-    {"TKW",  "signal and spectrum analyzer",        {"A:", "C:"},       "C:", '\\', kAnalyzer, false},
-    {"TKN",  "spectrum analyzer",                   {"C:"},             "C:", '\\', kAnalyzer, false},
-    {"TKAH", "spectrum analyzer",                   {"A:", "C:"},       "C:", '\\', kAnalyzer, false},
-    {"TKA",  "spectrum analyzer",                   {},                 "",   '\\', kAnalyzer, false},
-    {"TKR",  "spectrum analyzer",                   {"A:", "C:"},       "C:", '\\', kAnalyzer, false},
-    {"TKG",  "handheld spectrum analyzer",          {"/"},              "/",  '\\', kAnalyzer, false},
-    {"VHJO", "EMI test receiver",                   {"D:"},             "D:", '\\', kAnalyzer, false},
-    {"VHK",  "EMI test receiver",                   {},                 "",   '\\', kAnalyzer, false},
-    {"VHY",  "EMI test receiver",                   {"A:", "C:"},       "C:", '\\', kAnalyzer, false},
-    {"KDC",  "vector network analyzer",             {"C:", "D:"},       "C:", '\\', kAnalyzer, false},
-    {"KDE",  "vector network analyzer",             {},                 "",   '\\', kAnalyzer, false},
-    {"KDP",  "vector network analyzer",             {"C:"},             "C:", '\\', kAnalyzer, false},
-    {"KDH",  "vector network analyzer",             {},                 "",   '\\', kAnalyzer, false},
-    {"KDM",  "vector network analyzer, older",      {"A:", "C:"},       "C:", '\\', kAnalyzer, false},
-    {"GLEF", "vector signal generator",             {},                 "",   '\\', kGenerator, false},
-    {"GLN",  "signal generator",                    {"/hdd", "/var/user"}, "/hdd", '/', kGenerator, false},
-    {"GLY",  "signal generator",                    {"C:", "D:"},       "D:", '\\', kGenerator, false},
-    {"GLT",  "signal generator",                    {},                 "",   '\\', kGenerator, false},
-    {"GXB",  "signal generator",                    {},                 "",   '\\', kGenerator, false},
-    {"HUV",  "radio test set",                      {},                 "",   '\\', kAnalyzer, false},
-    {"DOF",  "audio analyzer",                      {},                 "",   '\\', kAnalyzer, false},
-    {"DOC",  "audio analyzer",                      {"C:", "D:"},       "C:", '\\', kAnalyzer, false},
-    {"MYI",  "oscilloscope, binary waveforms",      {"C:"},             "C:", '\\', kAnalyzer, false},
-    {"MYE",  "oscilloscope, text waveforms",        {"/USB_FRONT", "/USB_REAR", "/INT"}, "/INT", '/', kAnalyzer, false},
-    {"BJY",  "radio communication tester",          {"INT:", "EXT:"},   "INT:", '\\', kAnalyzer, true},
-    {"BJX",  "radio communication tester",          {"C:", "D:"},       "D:", '\\', kAnalyzer, false},
-    {"BQS",  "radio communication tester",          {"INT:", "EXT:"},   "INT:", '\\', kAnalyzer, false},
-    {"PZB",  "power sensor base unit",              {"C:", "D:"},       "D:", '\\', kAnalyzer, false},
-    {"PWEF", "power meter",                         {"A:", "C:", "D:"}, "C:", '\\', kAnalyzer, false},
-    {"PWE",  "power meter",                         {},                 "",   '\\', kAnalyzer, false},
-};
-// clang-format on
+// Tag, kind, drives, start drive, separator, user correction group, pictures
+// as files; the dialect slots start empty.
+std::vector<Family> table() {
+    // clang-format off
+    return {
+        {"TKD",  "spectrum analyzer",                   {"A:", "C:", "D:"}, "D:", '\\', kAnalyzer, false},
+        {"TKM",  "spectrum analyzer with demodulation", {"A:", "C:", "D:"}, "D:", '\\', kAnalyzer, false},
+        {"TKB",  "spectrum analyzer",                   {"A:", "C:", "D:"}, "D:", '\\', kAnalyzer, false},
+        {"TKW",  "signal and spectrum analyzer",        {"A:", "C:"},       "C:", '\\', kAnalyzer, false},
+        {"TKN",  "spectrum analyzer",                   {"C:"},             "C:", '\\', kAnalyzer, false},
+        {"TKAH", "spectrum analyzer",                   {"A:", "C:"},       "C:", '\\', kAnalyzer, false},
+        {"TKA",  "spectrum analyzer",                   {},                 "",   '\\', kAnalyzer, false},
+        {"TKR",  "spectrum analyzer",                   {"A:", "C:"},       "C:", '\\', kAnalyzer, false},
+        {"TKG",  "handheld spectrum analyzer",          {"/"},              "/",  '\\', kAnalyzer, false},
+        {"VHJO", "EMI test receiver",                   {"D:"},             "D:", '\\', kAnalyzer, false},
+        {"VHK",  "EMI test receiver",                   {},                 "",   '\\', kAnalyzer, false},
+        {"VHY",  "EMI test receiver",                   {"A:", "C:"},       "C:", '\\', kAnalyzer, false},
+        {"KDC",  "vector network analyzer",             {"C:", "D:"},       "C:", '\\', kAnalyzer, false},
+        {"KDE",  "vector network analyzer",             {},                 "",   '\\', kAnalyzer, false},
+        {"KDP",  "vector network analyzer",             {"C:"},             "C:", '\\', kAnalyzer, false},
+        {"KDH",  "vector network analyzer",             {},                 "",   '\\', kAnalyzer, false},
+        {"KDM",  "vector network analyzer, older",      {"A:", "C:"},       "C:", '\\', kAnalyzer, false},
+        {"GLEF", "vector signal generator",             {},                 "",   '\\', kGenerator, false},
+        {"GLN",  "signal generator",                    {"/hdd", "/var/user"}, "/hdd", '/', kGenerator, false},
+        {"GLY",  "signal generator",                    {"C:", "D:"},       "D:", '\\', kGenerator, false},
+        {"GLT",  "signal generator",                    {},                 "",   '\\', kGenerator, false},
+        {"GXB",  "signal generator",                    {},                 "",   '\\', kGenerator, false},
+        {"HUV",  "radio test set",                      {},                 "",   '\\', kAnalyzer, false},
+        {"DOF",  "audio analyzer",                      {},                 "",   '\\', kAnalyzer, false},
+        {"DOC",  "audio analyzer",                      {"C:", "D:"},       "C:", '\\', kAnalyzer, false},
+        {"MYI",  "oscilloscope, binary waveforms",      {"C:"},             "C:", '\\', kAnalyzer, false},
+        {"MYE",  "oscilloscope, text waveforms",        {"/USB_FRONT", "/USB_REAR", "/INT"}, "/INT", '/', kAnalyzer, false},
+        {"BJY",  "radio communication tester",          {"INT:", "EXT:"},   "INT:", '\\', kAnalyzer, true},
+        {"BJX",  "radio communication tester",          {"C:", "D:"},       "D:", '\\', kAnalyzer, false},
+        {"BQS",  "radio communication tester",          {"INT:", "EXT:"},   "INT:", '\\', kAnalyzer, false},
+        {"PZB",  "power sensor base unit",              {"C:", "D:"},       "D:", '\\', kAnalyzer, false},
+        {"PWEF", "power meter",                         {"A:", "C:", "D:"}, "C:", '\\', kAnalyzer, false},
+        {"PWE",  "power meter",                         {},                 "",   '\\', kAnalyzer, false},
+    };
+    // clang-format on
+}
 
 struct Registry {
     std::vector<Family> families;
     std::map<std::string_view, size_t> byTag;
     std::vector<std::string> problems;
 
-    Registry() {
-        families.reserve(std::size(kRows));
-        for (const Row& r : kRows) {
-            Family f;
-            f.tag = r.tag;
-            f.kind = r.kind;
-            f.drives = r.drives;
-            f.startDrive = r.startDrive;
-            f.separator = r.separator;
-            f.ucorGroup = r.ucor;
-            f.picturesAsFiles = r.picturesAsFiles;
-            families.push_back(std::move(f));
-        }
+    Registry() : families(table()) {
         for (size_t i = 0; i < families.size(); ++i)
-            if (!byTag.emplace(families[i].tag, i).second) problems.push_back("family " + std::string(families[i].tag) + " stands twice in the table");
+            if (!byTag.emplace(families[i].tag, i).second)
+                problems.push_back("family " + std::string(families[i].tag) + " stands twice in the table");
     }
 };
 

@@ -94,14 +94,16 @@ private:
     ViStatus readText(std::string& out, long count);
     bool readBlockHeader(uint64_t& length, bool silent);
 
-    // How a block answer read into a file went.
-    enum class BlockOutcome { Whole, NotFound, HeaderCorrupt, Short, Longer, Failed };
+    // How a block answer read into a file went. Failed: the header could not
+    // be read; ReadFailed: the data read failed (both have their VISA status).
+    enum class BlockOutcome { Whole, NotFound, HeaderCorrupt, Short, Longer, Failed, ReadFailed };
     // logged: through the wrappers and their log; else the direct VISA calls.
     ViStatus rawRead(std::string& out, long count, bool logged);
     BlockOutcome readFileBlockHeader(bool logged, uint64_t& length);
     // After a data read of length bytes (status s, got arrived): whether the
     // answer ends there. Reads the terminator that should follow.
     BlockOutcome checkBlockEnd(ViStatus s, uint64_t got, uint64_t length, bool logged);
+    BlockOutcome readBlockIntoFile(const std::string& targetFile, long timeout, bool logged);
     // Gives up the rest of an answer that cannot be trusted, so that it
     // cannot spoil the next command.
     void abandonAnswer(bool logged);

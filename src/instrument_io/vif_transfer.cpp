@@ -98,7 +98,7 @@ VIF::BlockOutcome VIF::readFileBlockHeader(bool logged, uint64_t& length) {
 // its wait is short: the transfer's own time-out (up to minutes for a large
 // file) would be spent in full on an instrument that sends none.
 VIF::BlockOutcome VIF::checkBlockEnd(ViStatus s, uint64_t got, uint64_t length, bool logged) {
-    if (s < 0) return BlockOutcome::Failed;
+    if (s < 0) return BlockOutcome::ReadFailed;
     if (got < length) return BlockOutcome::Short;
     if (s == VI_SUCCESS) return BlockOutcome::Whole;
     constexpr uint32_t kTerminatorWaitMs = 1000;
@@ -148,31 +148,46 @@ void VIF::reportBlockFault(BlockOutcome outcome, const std::string& command) {
     if (text && VIFVIFError) VIFVIFError(text, command);
 }
 
+// The block answer of the command just sent, into targetFile. Any fault
+// gives up the rest of the answer, and a header or data fault leaves no
+// target that could pass for the whole file. The logged path restores the
+// time-out it set; the direct one leaves it set.
+VIF::BlockOutcome VIF::readBlockIntoFile(const std::string& targetFile, long timeout, bool logged) {
+    const ViSession vi = ViSession(Session);
+    uint64_t length = 0;
+    BlockOutcome outcome = readFileBlockHeader(logged, length);
+    if (outcome == BlockOutcome::Failed) return outcome;
+    if (outcome != BlockOutcome::Whole) {
+        abandonAnswer(logged);
+        if (outcome == BlockOutcome::HeaderCorrupt) detail::removeFile(targetFile);
+        return outcome;
+    }
+    detail::removeFile(targetFile);
+    const double ms = timeout != -1 ? double(timeout) : detail::sizedTimeoutMs(length);
+    ViStatus s;
+    uint32_t got = 0;
+    if (logged) {
+        VIFAttrChange(VI_ATTR_TMO_VALUE, 0, ms);
+        s = VIFviReadToFile(vi, targetFile, uint32_t(length), got);
+    } else {
+        viSetAttribute(vi, VI_ATTR_TMO_VALUE, ViAttrState(uint32_t(roundHalfEven(ms))));
+        s = viReadToFile(vi, targetFile.c_str(), ViUInt32(length), &got);
+    }
+    outcome = checkBlockEnd(s, got, length, logged);
+    if (outcome != BlockOutcome::Whole) abandonAnswer(logged);  // still under the transfer's time-out
+    if (logged) VIFAttrChange(VI_ATTR_TMO_VALUE, 1, 0);
+    if (outcome != BlockOutcome::Whole) detail::removeFile(targetFile);
+    return outcome;
+}
+
 bool VIF::ReadFileFromInstrument(const std::string& command, const std::string& targetFile, long timeout) {
     app::CallGuard guard("VIF", "VIF", "ReadFileFromInstrument");
     if (!VISAFound_ || Session < 1) return false;
     bool ok = false;
     VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 0, 0);
     if (sendText(command) == VI_SUCCESS) {
-        uint64_t length = 0;
-        BlockOutcome outcome = readFileBlockHeader(true, length);
-        if (outcome == BlockOutcome::Whole) {
-            detail::removeFile(targetFile);
-            VIFAttrChange(VI_ATTR_TMO_VALUE, 0, timeout != -1 ? double(timeout) : detail::sizedTimeoutMs(length));
-            uint32_t got = 0;
-            ViStatus s = VIFviReadToFile(ViSession(Session), targetFile, uint32_t(length), got);
-            outcome = checkBlockEnd(s, got, length, true);
-            ok = outcome == BlockOutcome::Whole;
-            if (!ok) abandonAnswer(true);  // still bounded by the transfer's time-out
-            VIFAttrChange(VI_ATTR_TMO_VALUE, 1, 0);
-            // Nothing that could pass for the whole file stays behind.
-            if (!ok) detail::removeFile(targetFile);
-        } else if (outcome == BlockOutcome::HeaderCorrupt) {
-            abandonAnswer(true);
-            detail::removeFile(targetFile);
-        } else if (outcome == BlockOutcome::NotFound) {
-            abandonAnswer(true);
-        }
+        BlockOutcome outcome = readBlockIntoFile(targetFile, timeout, true);
+        ok = outcome == BlockOutcome::Whole;
         reportBlockFault(outcome, command);
     }
     VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 1, 0);
@@ -187,31 +202,16 @@ bool VIF::RdFilFrmInstr(const std::string& command, const std::string& targetFil
     std::string line = command + "\n";
     ViUInt32 n = 0;
     if (viWrite(vi, reinterpret_cast<ViConstBuf>(line.data()), ViUInt32(line.size()), &n) < 0) return false;
-    bool ok = false;
-    uint64_t length = 0;
-    BlockOutcome outcome = readFileBlockHeader(false, length);
-    if (outcome == BlockOutcome::Whole) {
-        detail::removeFile(targetFile);
-        long ms = timeout != -1 ? timeout : roundHalfEven(detail::sizedTimeoutMs(length));
-        viSetAttribute(vi, VI_ATTR_TMO_VALUE, ViAttrState(uint32_t(ms)));
-        ViStatus s = viReadToFile(vi, targetFile.c_str(), ViUInt32(length), &n);
-        outcome = checkBlockEnd(s, n, length, false);
-        ok = outcome == BlockOutcome::Whole;
-        if (!ok) {
-            abandonAnswer(false);
-            detail::removeFile(targetFile);
-            const char* text = blockFaultText(outcome);
-            if (VIFVIFError) VIFVIFError(text ? text : "File not found on instrument", command);
-        }
-    } else if (outcome == BlockOutcome::HeaderCorrupt) {
-        abandonAnswer(false);
-        detail::removeFile(targetFile);
+    BlockOutcome outcome = readBlockIntoFile(targetFile, timeout, false);
+    // A header that could not be read and a negative length end without a
+    // word; a failed data read says the file is not there.
+    if (outcome == BlockOutcome::ReadFailed) {
+        if (VIFVIFError) VIFVIFError("File not found on instrument", command);
+    } else if (outcome != BlockOutcome::NotFound) {
         reportBlockFault(outcome, command);
-    } else if (outcome == BlockOutcome::NotFound) {
-        abandonAnswer(false);  // a negative length ends without a message
     }
     viGpibControlREN(vi, VI_GPIB_REN_ADDRESS_GTL);
-    return ok;
+    return outcome == BlockOutcome::Whole;
 }
 
 bool VIF::ReadAnswerFromInstrument(const std::string& command, const std::string& targetFile, long byteCount) {

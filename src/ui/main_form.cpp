@@ -174,6 +174,11 @@ QAction* MainForm::action(MenuId id) const {
     return i < actionById_.size() ? actionById_[i] : nullptr;
 }
 
+QAction* MainForm::action(const QString& controlName) const {
+    const MenuEntry* e = qv::app::FindMenuEntry(controlName.toStdString());
+    return e ? action(e->id) : nullptr;
+}
+
 QMenu* MainForm::menu(MenuGroup group) const {
     const size_t i = static_cast<size_t>(group);
     return i < menus_.size() ? menus_[i] : nullptr;
@@ -202,7 +207,6 @@ void MainForm::buildMenus() {
             a = parent->addAction(e.caption);
         }
         a->setObjectName(e.control);
-        actions_.insert(e.control, a);
         actionById_[static_cast<size_t>(e.id)] = a;
         if (e.kind == MenuKind::Check) {
             a->setCheckable(true);

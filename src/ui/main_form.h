@@ -40,7 +40,7 @@ public:
     qv::app::MainLogic& logic() { return logic_; }
     QMdiArea* mdiArea() const { return mdi_; }
     // Menu entries by control name ("MNewHardcopy", "WindowSkins2", ...) or id.
-    QAction* action(const QString& controlName) const { return actions_.value(controlName); }
+    QAction* action(const QString& controlName) const;
     QAction* action(qv::app::MenuId id) const;
     // A menu of the bar, a popup menu or the view submenu, by its group.
     QMenu* menu(qv::app::MenuGroup group) const;
@@ -126,7 +126,6 @@ private:
     QComboBox* DevResourceList_ = nullptr;
     QComboBox* cmbIP_ = nullptr;
     QLabel* lblIP_ = nullptr;
-    QMap<QString, QAction*> actions_;
     std::array<QAction*, qv::app::kMenuIdCount> actionById_ = {};
     std::array<QMenu*, static_cast<size_t>(qv::app::MenuGroup::Count)> menus_ = {};
     QMap<int, BigButtonWidget*> buttons_;

@@ -100,13 +100,30 @@ void copyName(ViChar* dst, const std::string& s) { storeAttribute(AttrValue::tex
 
 // Runs an operation on an instrument session, one at a time.
 template <typename Op>
+ViStatus onSession(Object& obj, Op op) {
+    std::lock_guard<std::mutex> lk(obj.io);
+    if (!obj.backend) return VI_ERROR_INV_OBJECT;  // closed meanwhile
+    return op(*obj.backend);
+}
+
+template <typename Op>
 ViStatus withSession(ViSession vi, Op op) {
     auto obj = getObject(vi);
     if (!obj) return VI_ERROR_INV_OBJECT;
     if (obj->kind != Kind::Instrument) return VI_ERROR_NSUP_OPER;
-    std::lock_guard<std::mutex> lk(obj->io);
-    if (!obj->backend) return VI_ERROR_INV_OBJECT;
-    return op(*obj->backend);
+    return onSession(*obj, op);
+}
+
+// An operation that moves bytes: what moved goes to retCnt, also when it
+// failed part-way.
+template <typename Op>
+ViStatus withCount(ViSession vi, ViPUInt32 retCnt, Op op) {
+    return withSession(vi, [&](Backend& b) {
+        ViUInt32 n = 0;
+        ViStatus s = op(b, n);
+        if (retCnt) *retCnt = n;
+        return s;
+    });
 }
 
 }  // namespace
@@ -219,7 +236,7 @@ ViStatus viGetAttribute(ViObject vi, ViAttr attr, void* value) {
     if (!obj) return VI_ERROR_INV_OBJECT;
     if (!value) return VI_ERROR_INV_PARAMETER;
     if (obj->kind == Kind::Instrument)
-        return withSession(vi, [&](Backend& b) { return b.getAttribute(attr, value); });
+        return onSession(*obj, [&](Backend& b) { return b.getAttribute(attr, value); });
     // Resource managers and find lists: who made them, nothing more.
     switch (attr) {
     case VI_ATTR_RSRC_MANF_NAME: storeAttribute(AttrValue::text(kManufacturer), value); return VI_SUCCESS;
@@ -233,18 +250,13 @@ ViStatus viSetAttribute(ViObject vi, ViAttr attr, ViAttrState value) {
     auto obj = getObject(vi);
     if (!obj) return VI_ERROR_INV_OBJECT;
     if (obj->kind != Kind::Instrument) return VI_ERROR_NSUP_ATTR;
-    return withSession(vi, [&](Backend& b) { return b.setAttribute(attr, value); });
+    return onSession(*obj, [&](Backend& b) { return b.setAttribute(attr, value); });
 }
 
 ViStatus viRead(ViSession vi, ViBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
     if (retCnt) *retCnt = 0;
     if (!buf && cnt) return VI_ERROR_USER_BUF;
-    return withSession(vi, [&](Backend& b) {
-        ViUInt32 got = 0;
-        ViStatus s = b.read(buf, cnt, got);
-        if (retCnt) *retCnt = got;
-        return s;
-    });
+    return withCount(vi, retCnt, [&](Backend& b, ViUInt32& n) { return b.read(buf, cnt, n); });
 }
 
 // There is no formatted I/O buffer in this layer: a buffered read is a read,
@@ -252,45 +264,25 @@ ViStatus viRead(ViSession vi, ViBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
 ViStatus viBufRead(ViSession vi, ViBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
     if (retCnt) *retCnt = 0;
     if (!buf && cnt) return VI_ERROR_USER_BUF;
-    return withSession(vi, [&](Backend& b) {
-        ViUInt32 got = 0;
-        ViStatus s = b.bufRead(buf, cnt, got);
-        if (retCnt) *retCnt = got;
-        return s;
-    });
+    return withCount(vi, retCnt, [&](Backend& b, ViUInt32& n) { return b.bufRead(buf, cnt, n); });
 }
 
 ViStatus viWrite(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
     if (retCnt) *retCnt = 0;
     if (!buf && cnt) return VI_ERROR_USER_BUF;
-    return withSession(vi, [&](Backend& b) {
-        ViUInt32 n = 0;
-        ViStatus s = b.write(buf, cnt, n);
-        if (retCnt) *retCnt = n;
-        return s;
-    });
+    return withCount(vi, retCnt, [&](Backend& b, ViUInt32& n) { return b.write(buf, cnt, n); });
 }
 
 ViStatus viReadToFile(ViSession vi, ViConstString filename, ViUInt32 cnt, ViPUInt32 retCnt) {
     if (retCnt) *retCnt = 0;
     if (!filename) return VI_ERROR_FILE_ACCESS;
-    return withSession(vi, [&](Backend& b) {
-        ViUInt32 got = 0;
-        ViStatus s = b.readToFile(filename, cnt, got);
-        if (retCnt) *retCnt = got;
-        return s;
-    });
+    return withCount(vi, retCnt, [&](Backend& b, ViUInt32& n) { return b.readToFile(filename, cnt, n); });
 }
 
 ViStatus viWriteFromFile(ViSession vi, ViConstString filename, ViUInt32 cnt, ViPUInt32 retCnt) {
     if (retCnt) *retCnt = 0;
     if (!filename) return VI_ERROR_FILE_ACCESS;
-    return withSession(vi, [&](Backend& b) {
-        ViUInt32 n = 0;
-        ViStatus s = b.writeFromFile(filename, cnt, n);
-        if (retCnt) *retCnt = n;
-        return s;
-    });
+    return withCount(vi, retCnt, [&](Backend& b, ViUInt32& n) { return b.writeFromFile(filename, cnt, n); });
 }
 
 ViStatus viReadSTB(ViSession vi, ViPUInt16 status) {
