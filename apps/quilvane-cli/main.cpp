@@ -7,6 +7,8 @@
 #include "app/iniio.h"
 #include "app/main_window.h"
 #include "app/text.h"
+#include "families/registry.h"
+#include "hardcopy/hardcopy.h"
 #include "instrument_directory/capabilities.h"
 #include "instrument_directory/visa_scan.h"
 #include "instrument_io/vif.h"
@@ -32,6 +34,8 @@ struct Options {
     std::string logFile;
     int logLevel = 2;
     std::string iniFile;  // scan: the settings file
+    std::string output;   // hardcopy: the file without extension; "-": standard output
+    bool color = true;    // hardcopy
     std::vector<std::string> args;  // command word first
 };
 
@@ -46,6 +50,10 @@ const char* const kUsage =
     "  send RES PREFIX FILE   send PREFIX followed by FILE as a block\n"
     "  floats RES CMD         send CMD and print its block of 32-bit floats, one a line\n"
     "  identify RES           ask who RES is and print its record, one \"Name: value\" a line\n"
+    "  hardcopy RES [-o FILE] [--color on|off]\n"
+    "                         fetch the instrument's screen picture and print the file's name;\n"
+    "                         FILE is named without extension (the instrument's format adds it),\n"
+    "                         \"-\" writes the picture to standard output\n"
     "  scan [--ini FILE]      scan the instruments configured in FILE (default: the user's\n"
     "                         Quilvane.ini) and print instrument, resource and computer name\n"
     "RES is a VISA resource, e.g. TCPIP::192.168.1.20::INSTR or TCPIP::host::5025::SOCKET.\n"
@@ -228,6 +236,92 @@ int cmdIdentify(const Options& o) {
     return scan.DeviceTyp(last) == qv::dir::kNoDevice ? 1 : 0;
 }
 
+// The command line has no window: a picture counts as shown once its file
+// holds something.
+class FileOnlyView : public qv::hardcopy::View {
+public:
+    bool showPicture(const std::string& file, qv::hardcopy::Route, std::string& why) override {
+        why = "the file is empty";
+        return fileSize(file) > 0;
+    }
+};
+
+// Copies a file to standard output; false when it cannot be read whole.
+bool copyToStdout(const std::string& file) {
+    FILE* in = std::fopen(file.c_str(), "rb");
+    if (!in) return false;
+    char buf[1 << 16];
+    size_t n = 0;
+    bool ok = true;
+    while ((n = std::fread(buf, 1, sizeof buf, in)) > 0) ok = ok && std::fwrite(buf, 1, n, stdout) == n;
+    ok = ok && !std::ferror(in);
+    std::fclose(in);
+    return ok && std::fflush(stdout) == 0;
+}
+
+int cmdHardcopy(const Options& o) {
+    qv::dir::LoadMasterList(qv::dir::VisaDevicesPath());
+    qv::dir::ResetRecords();
+    qv::dir::VISAScan scan;
+    scan.VisaScanSingleIP(o.args[1], int32_t(o.timeoutMs), 0, {true}, false);
+    const int16_t last = int16_t(scan.DeviceCount() - 1);
+    if (last < 0 || scan.DeviceTyp(last) == qv::dir::kNoDevice || scan.DeviceTyp(last) == qv::dir::kDeviceUnknown) {
+        std::fprintf(stderr, "error: %s did not answer as an instrument this program knows; check the address\n",
+                     o.args[1].c_str());
+        return 1;
+    }
+    const std::string tag = scan.DeviceTyp(last);
+    const qv::family::Family* family = qv::family::find(tag);
+    if (family && family->picturesAsFiles) {
+        std::fprintf(stderr,
+                     "error: the %s keeps its screen pictures as files on its own disk; list them with the file "
+                     "browser and fetch one with \"quilvane-cli fetch\"\n",
+                     tag.c_str());
+        return 1;
+    }
+    qv::hardcopy::Request r;
+    r.resource = o.args[1];
+    r.devType = tag;
+    r.mappedName = scan.DeviceMappedName(last);
+    r.listText = qv::app::DeviceListText(scan.DeviceInfo(last));
+    r.saveFolder = ".";
+    const bool toStdout = o.output == "-";
+    if (toStdout) r.stem = qv::app::TempFileName("hcopy");
+    else r.stem = o.output;
+    r.color = o.color;
+    r.saveImage = true;
+    r.show = false;
+    if (!o.logFile.empty())
+        r.prepare = [&o](VIF& v) { v.ConfigDebugMode(o.logLevel, true, o.logFile, 256); };
+    FileOnlyView view;
+    qv::hardcopy::Outcome out = qv::hardcopy::GetHardcopy(r, view, "");
+    if (!out.failure.empty()) return 1;  // the reason went to standard error
+    if (!out.arrived || fileSize(out.file) <= 0) {
+        std::remove(out.file.c_str());
+        std::fprintf(stderr, "error: the %s sent no picture (%s)\n", tag.c_str(), out.file.c_str());
+        VIF v;
+        if (v.OpenDevice(o.args[1], false, false, 1000, false)) {
+            v.TimeOut(1000);
+            std::string errors;
+            v.PollErrors(errors, "SYST:ERR?", false);
+            for (const std::string& entry : qv::app::SplitClean(errors, "\r\n"))
+                std::fprintf(stderr, "  the instrument reports: %s\n", entry.c_str());
+        }
+        return 1;
+    }
+    if (!toStdout) {
+        std::printf("%s\n", out.file.c_str());
+        return 0;
+    }
+    bool ok = copyToStdout(out.file);
+    // Whatever the dialect left under the temporary stem goes (the PNG a JPEG was made from).
+    for (const char* ext : {".png", ".PNG", ".jpg", ".bmp", ".wmf", ".WMF", ".EMF", ".pcx"})
+        std::remove((r.stem + ext).c_str());
+    std::remove(r.stem.c_str());
+    if (!ok) std::fprintf(stderr, "error: the picture could not be written to standard output\n");
+    return ok ? 0 : 1;
+}
+
 int cmdScan(const Options& o) {
     const std::string ini = o.iniFile.empty() ? userIniFile() : o.iniFile;
     if (ini.empty()) {
@@ -259,6 +353,7 @@ struct DirectoryCommand {
 
 const DirectoryCommand kDirectoryCommands[] = {
     {"identify", 1, 1, cmdIdentify},
+    {"hardcopy", 1, 1, cmdHardcopy},
     {"scan", 0, 0, cmdScan},
 };
 
@@ -284,6 +379,15 @@ int main(int argc, char** argv) {
             }
             o.timeoutMs = uint32_t(v);
             o.timeoutGiven = true;
+        } else if (a == "-o" && i + 1 < argc) {
+            o.output = argv[++i];
+        } else if (a == "--color" && i + 1 < argc) {
+            std::string c = argv[++i];
+            if (c != "on" && c != "off") {
+                std::fprintf(stderr, "error: --color takes on or off\n%s", kUsage);
+                return 2;
+            }
+            o.color = c == "on";
         } else if (a == "--ini" && i + 1 < argc) {
             o.iniFile = argv[++i];
         } else if (a == "--log" && i + 1 < argc) {

@@ -53,6 +53,8 @@ struct AppContext {
     int16_t CopyImage = 1;
     int16_t PasteWord = 0;
     int16_t Color = 1;
+    // The extension of the last hardcopy: what the save dialog proposes.
+    std::string HardcopyExtension;
     // [Trace]
     int16_t SaveDat = 0;
     int16_t CopyImg = 1;

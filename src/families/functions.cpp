@@ -11,7 +11,10 @@ namespace qv::family {
 
 std::vector<std::string> unservedFunctions(const Family& f, int16_t mask) {
     std::vector<std::string> out;
-    if ((mask & app::kCapHardcopy) && slotInUse(&Family::hardcopy) && !f.hardcopy) out.emplace_back("hardcopy");
+    // A family that hands its pictures over as files is served by the browser.
+    if ((mask & app::kCapHardcopy) && slotInUse(&Family::hardcopy) && !f.hardcopy &&
+        !(f.picturesAsFiles && (mask & app::kCapFiles)))
+        out.emplace_back("hardcopy");
     if ((mask & app::kCapTrace) && slotInUse(&Family::trace) && !f.trace) out.emplace_back("trace");
     if ((mask & app::kCapFiles) && (f.drives.empty() || (slotInUse(&Family::listing) && !f.listing)))
         out.emplace_back("file browser");

@@ -75,6 +75,8 @@ public:
     // The last failing VISA status any call of this object met (0: none),
     // for tools that tell the user what went wrong.
     ViStatus LastVisaStatus() const { return LastVisaStatus_; }
+    // Forgets it, so that a caller can tell whether the next call failed.
+    void ClearLastVisaStatus() { LastVisaStatus_ = VI_SUCCESS; }
     int32_t AssumedRate = 20000;
 
     // The log's texts, shared with the tests and the command-line tool.
