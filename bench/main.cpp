@@ -318,6 +318,7 @@ void pyvisa(const std::string& socketRes, int pmapPort, uint64_t blockBytes, int
 }  // namespace
 
 bool benchScan(int instruments);  // scan_bench.cpp
+bool benchHardcopy();             // hardcopy_bench.cpp
 
 // The desktop program in demo mode, without a screen: the time it reports
 // from process start to a usable main window with the demo instruments listed.
@@ -345,6 +346,7 @@ int main(int argc, char** argv) {
     int rounds = 5000;
     bool withPyvisa = true;
     bool scanOnly = false;
+    bool hardcopyOnly = false;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         if (a == "--block-mib" && i + 1 < argc) blockMiB = std::strtoull(argv[++i], nullptr, 10);
@@ -352,16 +354,20 @@ int main(int argc, char** argv) {
         else if (a == "--rounds" && i + 1 < argc) rounds = std::atoi(argv[++i]);
         else if (a == "--no-pyvisa") withPyvisa = false;
         else if (a == "--scan-only" || a == "--directory-only") scanOnly = true;
+        else if (a == "--hardcopy-only") hardcopyOnly = true;
         else {
             std::fprintf(stderr,
                          "usage: quilvane-bench [--block-mib N] [--pyvisa-block-mib N] [--rounds N] [--no-pyvisa] "
-                         "[--directory-only]\n");
+                         "[--directory-only] [--hardcopy-only]\n");
             return 2;
         }
     }
+    // --hardcopy-only: one hardcopy per dialect, nothing else.
+    if (hardcopyOnly) return benchHardcopy() ? 0 : 1;
     // The scan first: it serves its own instruments in this process.
     const bool scanned = benchScan(50);
     benchStartup();
+    if (!scanOnly) benchHardcopy();
     // --directory-only: the two figures of finding instruments, nothing else.
     if (scanOnly) return scanned ? 0 : 1;
     const uint64_t blockBytes = blockMiB << 20;
