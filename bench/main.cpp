@@ -319,6 +319,7 @@ void pyvisa(const std::string& socketRes, int pmapPort, uint64_t blockBytes, int
 
 bool benchScan(int instruments);  // scan_bench.cpp
 bool benchHardcopy();             // hardcopy_bench.cpp
+void benchHardcopyWindow();       // hardcopy_bench.cpp
 
 // The desktop program in demo mode, without a screen: the time it reports
 // from process start to a usable main window with the demo instruments listed.
@@ -363,11 +364,18 @@ int main(int argc, char** argv) {
         }
     }
     // --hardcopy-only: one hardcopy per dialect, nothing else.
-    if (hardcopyOnly) return benchHardcopy() ? 0 : 1;
+    if (hardcopyOnly) {
+        const bool ok = benchHardcopy();
+        benchHardcopyWindow();
+        return ok ? 0 : 1;
+    }
     // The scan first: it serves its own instruments in this process.
     const bool scanned = benchScan(50);
     benchStartup();
-    if (!scanOnly) benchHardcopy();
+    if (!scanOnly) {
+        benchHardcopy();
+        benchHardcopyWindow();
+    }
     // --directory-only: the two figures of finding instruments, nothing else.
     if (scanOnly) return scanned ? 0 : 1;
     const uint64_t blockBytes = blockMiB << 20;

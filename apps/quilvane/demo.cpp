@@ -21,6 +21,7 @@ constexpr DemoInstrument kInstruments[] = {
     {"TKD", "Demo spectrum analyzer", true},
     {"KDC", "Demo network analyzer", true},
     {"MYI", "Demo oscilloscope", true},
+    {"MYE", "Demo oscilloscope, full HD", false},
     {"GLN", "Demo signal generator", false},
     {"DOC", "Demo audio analyzer", false},
 };

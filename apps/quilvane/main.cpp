@@ -4,13 +4,17 @@
 //   --quit-after MS      end on its own after MS milliseconds (headless runs)
 //   --screenshot FILE    once started, save a picture of the main window and end
 //   --measure-startup    print the time from process start to a usable window, and end
+//   --measure-hardcopy   with --demo: time the hardcopy window (Update to picture drawn,
+//                        file on disk to picture on screen), print it, and end
 //   --trigger CONTROL    once started, run a menu entry by its control name (repeatable)
 // The optional word PULSE is accepted for the trace window.
 #include "app/context.h"
 #include "app/host.h"
 #include "demo.h"
+#include "hardcopy/dialect.h"
 #include "instrument_directory/dir_source.h"
 #include "instrument_io/vif.h"
+#include "ui/hcopy_form.h"
 #include "ui/main_form.h"
 #include "ui/qt_host.h"
 
@@ -18,10 +22,12 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QElapsedTimer>
+#include <QLabel>
 #include <QPalette>
 #include <QStyleFactory>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -68,14 +74,56 @@ void LightLook(QApplication& app) {
     app.setPalette(p);
 }
 
+// The hardcopy window's own times, each the best of five: from the Update
+// click to the picture drawn (the dialect's prescribed pauses left out), and
+// from the file on disk to the picture on screen.
+void MeasureHardcopy(qv::ui::MainForm* form) {
+    qv::app::context().SaveImage = 1;  // the file stays for the second figure
+    for (const char* family : {"MYE", "TKD"}) {
+        int row = form->deviceList()->findText(QString("(") + family + ")", Qt::MatchContains);
+        if (row < 0) {
+            std::printf("# no %s instrument listed\n", family);
+            continue;
+        }
+        form->deviceList()->setCurrentIndex(row);
+        form->action("MNewHardcopy")->trigger();
+        QList<qv::ui::HCopyForm*> windows = form->findChildren<qv::ui::HCopyForm*>();
+        if (windows.isEmpty() || windows.last()->picture().isNull()) {
+            std::printf("# %s: no picture\n", family);
+            continue;
+        }
+        qv::ui::HCopyForm* w = windows.last();
+        double update = 1e9, load = 1e9;
+        for (int turn = 0; turn < 5; ++turn) {
+            QElapsedTimer t;
+            t.start();
+            w->clickUpdate();
+            w->HCopyImage()->repaint();
+            update = std::min(update, t.nsecsElapsed() / 1e6 - w->lastOutcome().pausedMs);
+            const std::string file = w->lastOutcome().file;
+            std::string why;
+            t.restart();
+            w->showPicture(file, qv::hardcopy::dialectFor(family).route, why);
+            w->fitToPicture();
+            w->HCopyImage()->repaint();
+            load = std::min(load, t.nsecsElapsed() / 1e6);
+        }
+        const QSize s = w->picture().size();
+        std::printf("hardcopy window %s: Update click to picture drawn = %.1f ms\n", family, update);
+        std::printf("hardcopy window %s: %dx%d %s from disk to screen = %.1f ms\n", family, s.width(), s.height(),
+                    std::string(qv::hardcopy::dialectFor(family).extension).c_str(), load);
+    }
+    std::fflush(stdout);
+}
+
 void Usage() {
-    std::puts("usage: quilvane [--demo] [--no-visa] [--quit-after MS] [--screenshot FILE] [--measure-startup] [PULSE]");
+    std::puts("usage: quilvane [--demo] [--no-visa] [--quit-after MS] [--screenshot FILE] [--measure-startup] [--measure-hardcopy] [PULSE]");
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    bool demo = false, noVisa = false, measure = false;
+    bool demo = false, noVisa = false, measure = false, measureHardcopy = false;
     int quitAfter = -1;
     QString screenshot;
     QStringList triggers;
@@ -84,6 +132,7 @@ int main(int argc, char** argv) {
         if (a == "--demo") demo = true;
         else if (a == "--no-visa") noVisa = true;
         else if (a == "--measure-startup") measure = true;
+        else if (a == "--measure-hardcopy") measureHardcopy = true;
         else if (a == "--quit-after" && i + 1 < argc) quitAfter = std::atoi(argv[++i]);
         else if (a == "--screenshot" && i + 1 < argc) screenshot = argv[++i];
         else if (a == "--trigger" && i + 1 < argc) triggers << argv[++i];
@@ -127,6 +176,10 @@ int main(int argc, char** argv) {
                 std::printf("  %s  %s\n", form->deviceList()->itemText(i).toUtf8().constData(),
                             form->resourceList()->itemText(i).toUtf8().constData());
             std::fflush(stdout);
+            QTimer::singleShot(0, form, &QWidget::close);
+        }
+        if (measureHardcopy) {
+            MeasureHardcopy(form);
             QTimer::singleShot(0, form, &QWidget::close);
         }
         for (const QString& t : triggers)
