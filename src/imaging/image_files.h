@@ -15,7 +15,8 @@ bool writeBmp(const Raster& r, std::vector<uint8_t>& out, int bitsPerPixel = 24)
 // PCX version 5, run-length encoded: 8 bits with a 256-colour palette when
 // the raster has at most 256 colours, else 24 bits in three planes.
 bool writePcx(const Raster& r, std::vector<uint8_t>& out);
-// Through FreeImage. A raster of grey pixels only is stored as 8-bit grey.
+// Through FreeImage. A raster of grey pixels only is stored as 8-bit grey,
+// a PNG of at most 256 colours with a palette.
 bool writePng(const Raster& r, std::vector<uint8_t>& out);
 bool writeJpeg(const Raster& r, std::vector<uint8_t>& out, int quality = 90);
 // The raster as one picture record of a metafile: a placeable WMF with one

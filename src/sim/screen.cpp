@@ -226,8 +226,9 @@ Labels paintMeasurement(Painter& p, const Layout& l, const Palette& c, Kind kind
     }
     case Kind::Generator: {
         // Frequency and level in large digits above a small level graph.
-        const int big = std::max(1, l.u * 2);
-        p.text(g.left, g.top, "FREQ 1.000 000 000 GHZ", c.trace[0], big);
+        const std::string freq = "FREQ 1.000 000 000 GHZ";
+        const int big = imaging::textWidth(freq, 2 * l.u) <= g.width() ? 2 * l.u : l.u;
+        p.text(g.left, g.top, freq, c.trace[0], big);
         p.text(g.left, g.top + imaging::textHeight(big), "LEVEL -30.00 DBM", c.trace[1], big);
         Box small{g.left, g.top + 2 * imaging::textHeight(big) + l.u, g.right, g.bottom};
         if (small.height() > 8 * l.u) {
@@ -292,7 +293,7 @@ Labels paintMeasurement(Painter& p, const Layout& l, const Palette& c, Kind kind
         Box trend{g.left, bar.bottom + 2 * l.u, g.right, g.bottom};
         if (trend.height() > 8 * l.u) {
             graticule(p, trend, c, 10, 4);
-            lines(p, curve(trend, [&](double x) { return 2 + 0.3 * (spectrumLevel(1, x, 400) + 90) / 3; }, 4),
+            lines(p, curve(trend, [&](double x) { return 2 + 0.2 * std::sin(37 * x) * std::cos(11 * x); }, 4),
                   c.trace[0], 1);
         }
         out.readouts = "CH A  FREQ 1.000 GHZ  AVG 16  OFFSET 0.00 DB";
