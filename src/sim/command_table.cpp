@@ -171,7 +171,8 @@ bool CommandTable::find(bool common, const std::vector<std::string>& nodes, Head
 const CommandTable& commandTable() {
     static const CommandTable table = [] {
         std::vector<CommandDef> all;
-        for (auto group : {commonCommands(), systemCommands(), massMemoryCommands(), measurementCommands()})
+        for (auto group : {commonCommands(), systemCommands(), massMemoryCommands(), measurementCommands(),
+                           hardcopyCommands()})
             all.insert(all.end(), group.begin(), group.end());
         return CommandTable(all);
     }();

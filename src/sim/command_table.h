@@ -61,6 +61,7 @@ std::vector<CommandDef> commonCommands();
 std::vector<CommandDef> systemCommands();
 std::vector<CommandDef> massMemoryCommands();
 std::vector<CommandDef> measurementCommands();
+std::vector<CommandDef> hardcopyCommands();
 
 // Parses a pattern ("[SENSe:]FREQuency:CENTer") into nodes; false if malformed.
 bool parsePattern(std::string_view pattern, Command& out);

@@ -33,7 +33,17 @@ void opcSet(CommandContext& c) {
 }
 
 void opcQuery(CommandContext& c) {
-    if (c.expectParams(0, 0)) c.out.append("1");
+    if (!c.expectParams(0, 0)) return;
+    // A busy fault stands for an operation that takes a while: "0" until
+    // its count runs out.
+    auto& faults = c.state.faults;
+    for (auto it = faults.begin(); it != faults.end(); ++it) {
+        if (it->kind != Fault::Kind::Busy) continue;
+        if (--it->value <= 0) faults.erase(it);
+        c.out.append("0");
+        return;
+    }
+    c.out.append("1");
 }
 
 void wai(CommandContext& c) { c.expectParams(0, 0); }

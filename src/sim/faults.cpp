@@ -62,6 +62,13 @@ bool parseFault(std::string_view text, Fault& out, std::string& error) {
             error = "fault '" + out.text + "': error=0 is no error";
             return false;
         }
+    } else if (kind == "busy") {
+        out.kind = Fault::Kind::Busy;
+        if (!need(1, int64_t(1) << 62, "busy=N needs a count of *OPC? answers (1..2^62)")) return false;
+        if (!header.empty()) {
+            error = "fault '" + out.text + "': busy applies to *OPC? alone and takes no header";
+            return false;
+        }
     } else if (kind == "corrupt-block" || kind == "silent") {
         out.kind = kind == "silent" ? Fault::Kind::Silent : Fault::Kind::CorruptBlock;
         if (hasValue) {
@@ -69,7 +76,7 @@ bool parseFault(std::string_view text, Fault& out, std::string& error) {
             return false;
         }
     } else {
-        error = "fault '" + out.text + "': unknown kind (delay=MS, drop=BYTES, corrupt-block, silent, error=CODE)";
+        error = "fault '" + out.text + "': unknown kind (delay=MS, drop=BYTES, corrupt-block, silent, error=CODE, busy=N)";
         return false;
     }
     if (!header.empty()) {

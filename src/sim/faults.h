@@ -1,6 +1,7 @@
 // Fault injection: KIND[=VALUE][@HEADER]. The header (short or long form,
 // '?' for queries) limits a fault to that command; without it the fault
-// applies to every answer (or, for error=, every command).
+// applies to every answer (or, for error=, every command). busy=N takes no
+// header: the next N *OPC? queries answer 0, an operation still running.
 #pragma once
 
 #include <cstdint>
@@ -13,9 +14,9 @@
 namespace qv::sim {
 
 struct Fault {
-    enum class Kind { Delay, Drop, CorruptBlock, Silent, Error };
+    enum class Kind { Delay, Drop, CorruptBlock, Silent, Error, Busy };
     Kind kind = Kind::Delay;
-    int64_t value = 0;  // delay ms, drop bytes, error code
+    int64_t value = 0;  // delay ms, drop bytes, error code, busy answers left
     std::string text;   // as given
     bool restricted = false;
     const Command* command = nullptr;

@@ -71,6 +71,7 @@ std::unique_ptr<Instrument> Instrument::create(const InstrumentOptions& options,
     if (!options.logFile.empty() && !inst->log_.open(options.logFile, error)) return nullptr;
     inst->state_.points = options.points;
     inst->state_.mode = profile->modes.empty() ? "SAN" : profile->modes.front();
+    inst->state_.hardcopy.language = profile->hardcopyFormat;
     for (const auto& text : options.faults) {
         Fault f;
         if (!parseFault(text, f, error)) return nullptr;
@@ -111,6 +112,8 @@ uint8_t Instrument::statusByteLocked(bool mav) const {
 void Instrument::resetLocked() {
     state_.mode = profile_->modes.empty() ? "SAN" : profile_->modes.front();
     state_.asciiFormat = true;
+    state_.hardcopy = State::Hardcopy{};
+    state_.hardcopy.language = profile_->hardcopyFormat;
     sandbox_.reset();
 }
 
@@ -235,6 +238,8 @@ void Instrument::execute(const ProgramMessage& msg, bool outputPending, Response
             case Fault::Kind::CorruptBlock:
                 if (h.query) unitOut.corruptBlockHeader();
                 break;
+            case Fault::Kind::Busy:
+                break;  // *OPC? itself asks for it
             }
         }
         if (h.query && !unitOut.empty()) {
@@ -330,6 +335,33 @@ bool CommandContext::wordParam(size_t i, std::string& upperWord) {
         return false;
     }
     upperWord = upperText(unit.params[i].text);
+    return true;
+}
+
+bool CommandContext::boolParam(size_t i, bool& v) {
+    if (i >= unit.params.size()) {
+        error(err::kMissingParameter);
+        return false;
+    }
+    const Parameter& p = unit.params[i];
+    if (p.type == Parameter::Type::Character) {
+        const std::string w = upperText(p.text);
+        if (w != "ON" && w != "OFF") {
+            error(err::kIllegalParameterValue);
+            return false;
+        }
+        v = w == "ON";
+        return true;
+    }
+    if (p.type != Parameter::Type::Number && p.type != Parameter::Type::NonDecimal) {
+        error(err::kDataType);
+        return false;
+    }
+    if (!p.unit.empty()) {
+        error(err::kInvalidSuffix);
+        return false;
+    }
+    v = std::nearbyint(p.number) != 0;
     return true;
 }
 

@@ -91,6 +91,17 @@ public:
         std::vector<Fault> faults;
         bool remote = false;
         int32_t lockOwner = 0;
+        // Hardcopy and display settings.
+        struct Hardcopy {
+            std::string language;              // WMF, EMF, BMP, PNG, JPG, PCX
+            bool color = true;
+            std::string destination = "MMEM";  // MMEM, FILE, PCXF, PRIN, CLIP
+            std::string fileName;              // empty: HCOPY in the current folder
+            bool overwrite = true;
+            bool allItems = true;
+            bool displayUpdate = true;
+            bool screenCopy = false;
+        } hardcopy;
     };
     State& stateLocked() { return state_; }
     Sandbox& sandboxLocked() { return sandbox_; }
@@ -139,6 +150,8 @@ public:
     bool integerParam(size_t i, int64_t& v, int64_t min, int64_t max, int64_t def);
     bool stringParam(size_t i, std::string& s);
     bool wordParam(size_t i, std::string& upperWord);
+    // ON / OFF or a number (0 is off).
+    bool boolParam(size_t i, bool& v);
     bool blockParam(size_t i, const BlockData*& block);
 
 private:

@@ -79,11 +79,60 @@ std::vector<Profile> buildProfiles() {
     };
 }
 
+// Screens: the hardcopy language an instrument starts with and its screen.
+// A model named under an alias has its family's screen.
+struct Screen {
+    const char* tags;  // blank separated
+    const char* format;
+    int width, height;
+};
+constexpr Screen kScreens[] = {
+    {"TKD TKM TKB TKN TKU TKV", "WMF", 1024, 768},
+    {"TKW KDX", "WMF", 1280, 800},
+    {"TKAH TKA TKR", "WMF", 640, 480},
+    {"TKG", "PNG", 640, 480},
+    {"VHJO VHK VHY", "WMF", 800, 600},
+    {"KDC KDZ KDE", "EMF", 1024, 768},
+    {"KDP KDH", "WMF", 1024, 768},
+    {"KDM", "WMF", 640, 480},
+    // The stream answer of this generator has room for 16100 bytes.
+    {"GLEF", "BMP", 240, 128},
+    {"GLN GLQ", "BMP", 800, 480},
+    {"GLY", "BMP", 320, 240},
+    {"GLT GXB", "WMF", 320, 240},
+    {"HUV", "BMP", 640, 480},
+    {"DOF", "PCX", 640, 480},
+    {"DOC", "BMP", 800, 600},
+    {"MYI MYK", "JPG", 1024, 768},
+    {"MYE", "PNG", 1920, 1080},
+    {"BJY", "PNG", 1024, 768},
+    {"BJX BQS", "WMF", 800, 600},
+    {"PZB PWEF PWE", "WMF", 320, 240},
+};
+
+void addScreens(std::vector<Profile>& profiles) {
+    for (auto& p : profiles) {
+        for (const auto& s : kScreens) {
+            std::string tags = std::string(" ") + s.tags + " ";
+            if (tags.find(" " + p.tag + " ") == std::string::npos) continue;
+            p.hardcopyFormat = s.format;
+            p.screenWidth = s.width;
+            p.screenHeight = s.height;
+        }
+        // Where these firmwares put their screen shots.
+        if (p.tag == "TKG") p.folders = {"/Public/Screen Shots"};
+        if (p.tag == "MYE") p.folders = {"/INT/DATA"};
+    }
+}
 
 }  // namespace
 
 const std::vector<Profile>& allProfiles() {
-    static const std::vector<Profile> profiles = buildProfiles();
+    static const std::vector<Profile> profiles = [] {
+        auto all = buildProfiles();
+        addScreens(all);
+        return all;
+    }();
     return profiles;
 }
 

@@ -19,6 +19,13 @@ struct Profile {
     std::string startDirectory;      // initial MMEM:CDIR, e.g. "D:\" or "/hdd"
     std::vector<std::string> modes;  // INST:SEL words; the first is the default
     bool networkAnalyzer = false;
+    // Folders the firmware keeps besides the start folder.
+    std::vector<std::string> folders;
+    // Hardcopy language after power-on ("WMF", "EMF", "BMP", "PNG", "JPG",
+    // "PCX") and the screen's size in pixels.
+    std::string hardcopyFormat = "WMF";
+    int screenWidth = 800;
+    int screenHeight = 600;
 };
 
 const std::vector<Profile>& allProfiles();

@@ -59,8 +59,12 @@ std::vector<std::string> splitPath(std::string_view s) {
     return out;
 }
 
+// Our own entries (upload temporaries, the internal drive) start so.
+constexpr char kPrivatePrefix[] = ".qv-";
+
 bool validPart(const std::string& p) {
     if (p.empty() || p.size() > kMaxPart) return false;
+    if (p.rfind(kPrivatePrefix, 0) == 0) return false;
     for (unsigned char c : p)
         if (c < 0x20 || c == 0x7F || c == ':') return false;
     return true;
@@ -83,6 +87,31 @@ int errnoToScpi(int e) {
     default:
         return err::kMassStorage;
     }
+}
+
+// The entry of a folder whose name equals `name` but for letter case.
+bool findIgnoringCase(int dirFd, const std::string& name, std::string& found) {
+    int fd = ::dup(dirFd);
+    if (fd < 0) return false;
+    DIR* d = ::fdopendir(fd);
+    if (!d) {
+        ::close(fd);
+        return false;
+    }
+    ::rewinddir(d);
+    bool ok = false;
+    size_t seen = 0;
+    while (dirent* e = ::readdir(d)) {
+        if (++seen > 100000) break;
+        std::string n = e->d_name;
+        if (n.rfind(kPrivatePrefix, 0) != 0 && equalsIgnoreCase(n, name)) {
+            found = n;
+            ok = true;
+            break;
+        }
+    }
+    ::closedir(d);
+    return ok;
 }
 
 std::atomic<unsigned> tempCounter{0};
@@ -119,6 +148,9 @@ bool Sandbox::open(const std::string& root, const Profile& profile, std::string&
     }
     letterDrives_ = !drives_.empty() && drives_.front().letter;
     if (drives_.empty()) drives_.push_back(Drive{});
+    bool hasC = false;
+    for (const auto& d : drives_) hasC = hasC || (d.letter && equalsIgnoreCase(d.name, "C:"));
+    if (!hasC) drives_.push_back(Drive{"C:", {std::string(kPrivatePrefix) + "internal"}, true, true});
     // Create the drive folders.
     for (const auto& d : drives_) {
         int dir = ::dup(rootFd_);
@@ -135,27 +167,36 @@ bool Sandbox::open(const std::string& root, const Profile& profile, std::string&
         ::close(dir);
     }
     start_ = Location{};
-    if (!profile.startDirectory.empty()) {
-        if (resolve(profile.startDirectory, start_) != 0) {
-            error = "bad start folder " + profile.startDirectory;
+    cwd_ = start_;
+    // The start folder, and the folders the instrument's firmware keeps
+    // (where it puts its screen shots, for example).
+    auto makeFolder = [&](const std::string& name, Location& loc) {
+        if (resolve(name, loc) != 0) {
+            error = "bad folder " + name;
             return false;
         }
         int dir = -1;
-        if (openFolder(start_, 0, dir) != 0) {
-            error = "cannot open start drive";
+        if (openFolder(loc, 0, dir) != 0) {
+            error = "cannot open the drive of " + name;
             return false;
         }
-        for (const auto& part : start_.parts) {
+        for (const auto& part : loc.parts) {
             ::mkdirat(dir, part.c_str(), 0755);
             int next = ::openat(dir, part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
             ::close(dir);
             dir = next;
             if (dir < 0) {
-                error = "cannot create start folder " + profile.startDirectory;
+                error = "cannot create folder " + name;
                 return false;
             }
         }
         ::close(dir);
+        return true;
+    };
+    if (!profile.startDirectory.empty() && !makeFolder(profile.startDirectory, start_)) return false;
+    for (const auto& f : profile.folders) {
+        Location loc;
+        if (!makeFolder(f, loc)) return false;
     }
     cwd_ = start_;
     return true;
@@ -168,16 +209,17 @@ int Sandbox::resolve(std::string_view name, Location& out) const {
     Location loc = cwd_;
     std::vector<std::string> parts;
     bool leadingSeparator = !name.empty() && (name[0] == '/' || name[0] == '\\');
-    if (letterDrives_) {
-        size_t colon = name.find(':');
-        size_t sep = name.find_first_of("/\\");
-        if (colon != std::string_view::npos && (sep == std::string_view::npos || colon < sep)) {
-            std::string_view drivePart = name.substr(0, colon + 1);
-            size_t found = SIZE_MAX;
-            for (size_t i = 0; i < drives_.size(); ++i)
-                if (equalsIgnoreCase(drives_[i].name, drivePart)) found = i;
-            if (found == SIZE_MAX) return err::kFileNameError;
-            loc = Location{found, {}};
+    size_t colon = name.find(':');
+    size_t sep = name.find_first_of("/\\");
+    const bool drivePrefix = colon != std::string_view::npos && (sep == std::string_view::npos || colon < sep);
+    size_t named = SIZE_MAX;
+    if (drivePrefix)
+        for (size_t i = 0; i < drives_.size(); ++i)
+            if (drives_[i].letter && equalsIgnoreCase(drives_[i].name, name.substr(0, colon + 1))) named = i;
+    if (letterDrives_ || named != SIZE_MAX) {
+        if (drivePrefix) {
+            if (named == SIZE_MAX) return err::kFileNameError;
+            loc = Location{named, {}};
             parts = splitPath(name.substr(colon + 1));
         } else {
             // "\x" is the root of the current drive.
@@ -191,6 +233,7 @@ int Sandbox::resolve(std::string_view name, Location& out) const {
             // without drives the root itself.
             size_t best = SIZE_MAX, bestLen = 0;
             for (size_t i = 0; i < drives_.size(); ++i) {
+                if (drives_[i].hidden) continue;
                 const auto& h = drives_[i].host;
                 if (h.size() > parts.size()) continue;
                 bool prefix = true;
@@ -253,6 +296,11 @@ int Sandbox::readFile(std::string_view name, std::shared_ptr<const OpenFile>& fi
     if (int e = openParent(name, dirFd, leaf)) return e == err::kFileNameError ? e : err::kFileNameNotFound;
     Fd dir(dirFd);
     int fd = ::openat(dir.get(), leaf.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0 && errno == ENOENT) {
+        std::string other;
+        if (findIgnoringCase(dir.get(), leaf, other))
+            fd = ::openat(dir.get(), other.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+    }
     if (fd < 0) return errno == ELOOP ? err::kFileNameError : err::kFileNameNotFound;
     Fd f(fd);
     struct stat st {};
@@ -385,7 +433,7 @@ int Sandbox::selectDrive(std::string_view drive) {
         // "D:" also matches "D:\" as some clients send it.
         std::string_view d = drive;
         while (d.size() > n.size() && (d.back() == '\\' || d.back() == '/')) d.remove_suffix(1);
-        if (!n.empty() && equalsIgnoreCase(n, d)) {
+        if (!n.empty() && !drives_[i].hidden && equalsIgnoreCase(n, d)) {
             cwd_ = Location{i, {}};
             return 0;
         }

@@ -3,6 +3,11 @@
 // root, '\' and '/' both separate, ".." never climbs above a drive, and
 // every folder is opened one component at a time without following
 // symbolic links, so nothing can reach outside the root.
+//
+// An instrument without a "C:" drive still stores its hardcopies under
+// "C:\": an internal drive that only a name starting with "C:" reaches (its
+// folder, ".qv-internal", is one no client can name). A file name that does
+// not exist as given is looked up without regard to letter case.
 #pragma once
 
 #include <cstdint>
@@ -60,6 +65,7 @@ private:
         std::string name;               // "C:", "/hdd", "/", or "" (no drives)
         std::vector<std::string> host;  // folders under the root
         bool letter = false;            // "X:" style
+        bool hidden = false;            // internal storage: named, never listed or selected
     };
     struct Location {
         size_t drive = 0;
