@@ -40,7 +40,9 @@ enum class Sync { None = 0, Wai = 1 };
 // instrument costs one time-out, not one per step.
 class Run {
 public:
-    Run(io::VIF& vif, const Request& request, const Dialect& dialect, View& view, Outcome& outcome);
+    // stem: the local file's path without its extension.
+    Run(io::VIF& vif, const Request& request, const Dialect& dialect, View& view, Outcome& outcome,
+        std::string stem);
 
     const Request& request() const { return request_; }
     const Dialect& dialect() const { return dialect_; }

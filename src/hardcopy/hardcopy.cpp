@@ -88,8 +88,7 @@ Outcome GetHardcopy(const Request& request, View& view, const std::string& exten
 
     const Dialect& dialect = dialectFor(request.devType);
     if (dialect.setsExtension) out.extension = std::string(dialect.extension);
-    Run run(vif, request, dialect, view, out);
-    out.file = stemOf(request) + "." + std::string(dialect.extension);
+    Run run(vif, request, dialect, view, out, stemOf(request));
     // A second hardcopy within the same second meets the first one's file.
     std::remove(out.file.c_str());
     dialect.steps(run);

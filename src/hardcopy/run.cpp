@@ -12,8 +12,11 @@
 
 namespace qv::hardcopy {
 
-Run::Run(io::VIF& vif, const Request& request, const Dialect& dialect, View& view, Outcome& outcome)
-    : vif_(vif), request_(request), dialect_(dialect), view_(view), outcome_(outcome) {}
+Run::Run(io::VIF& vif, const Request& request, const Dialect& dialect, View& view, Outcome& outcome,
+         std::string stem)
+    : vif_(vif), request_(request), dialect_(dialect), view_(view), outcome_(outcome), stem_(std::move(stem)) {
+    outcome_.file = stem_ + "." + std::string(dialect_.extension);
+}
 
 void Run::check(const std::string& command) {
     ViStatus s = vif_.LastVisaStatus();

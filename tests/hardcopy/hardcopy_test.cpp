@@ -287,8 +287,8 @@ TEST(Hardcopy, ASecondHardcopyInTheSameSecondReplacesTheFirstFile) {
 
 TEST(Hardcopy, AFileThatNeverArrivesIsReportedAndNoOlderFileStandsInForIt) {
     ScriptedHost host;
-    // The instrument refuses the transfer: its file is not there.
-    Rig rig("TKD", {"--fault", "error=-256@MMEM:DATA?"});
+    // The instrument never sends its file.
+    Rig rig("TKD", {"--fault", "silent@MMEM:DATA?"});
     const std::string file = rig.stem() + ".WMF";
     ASSERT_TRUE(qvtest::writeFile(file, "an older picture"));
     RecordingView view;
