@@ -1,6 +1,8 @@
 #include "ui/picture_files.h"
 
 #include "app/text.h"
+#include "imaging/image_files.h"
+#include "imaging/raster.h"
 #include "ui/metafile_wmf.h"
 
 #include <FreeImage.h>
@@ -24,6 +26,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <vector>
 
 namespace qv::ui {
 
@@ -412,6 +415,42 @@ bool saveWithQt(const QImage& picture, const std::string& path, const char* form
     return true;
 }
 
+bool writeAtomically(const std::string& path, const char* data, size_t size, std::string& why) {
+    QSaveFile file(QString::fromStdString(path));
+    if (!file.open(QIODevice::WriteOnly) || file.write(data, static_cast<qint64>(size)) != static_cast<qint64>(size)) {
+        why = "cannot write " + path + ": " + file.errorString().toStdString();
+        file.cancelWriting();
+        return false;
+    }
+    if (!file.commit()) {
+        why = "cannot write " + path + ": " + file.errorString().toStdString();
+        return false;
+    }
+    return true;
+}
+
+// Metafiles and PCX come from the program's own writers, which take an
+// RGB raster.
+bool saveWithImaging(const QImage& picture, const std::string& path, const std::string& ext, std::string& why) {
+    const QImage rgb = picture.convertToFormat(QImage::Format_RGB888);
+    imaging::Raster raster;
+    if (rgb.isNull() || !raster.reset(rgb.width(), rgb.height())) {
+        why = "the picture is too large to save as " + app::ToUpperAscii(ext);
+        return false;
+    }
+    const size_t row = static_cast<size_t>(rgb.width()) * 3;
+    for (int y = 0; y < rgb.height(); ++y) std::memcpy(&raster.rgb[row * static_cast<size_t>(y)], rgb.constScanLine(y), row);
+    std::vector<uint8_t> bytes;
+    const bool made = ext == "wmf"   ? imaging::writeWmf(raster, bytes)
+                      : ext == "emf" ? imaging::writeEmf(raster, bytes)
+                                     : imaging::writePcx(raster, bytes);
+    if (!made) {
+        why = "the picture could not be written as " + app::ToUpperAscii(ext);
+        return false;
+    }
+    return writeAtomically(path, reinterpret_cast<const char*>(bytes.data()), bytes.size(), why);
+}
+
 }  // namespace
 
 PictureFormat sniffPicture(std::string_view b) {
@@ -509,10 +548,7 @@ bool savePicture(const QImage& picture, const std::string& path, std::string& wh
     const std::string ext = lowerExtension(path);
     if (ext == "jpg" || ext == "jpeg") return saveWithQt(picture, path, "jpeg", why);
     if (ext == "png") return saveWithQt(picture, path, "png", why);
-    if (ext == "wmf" || ext == "emf" || ext == "pcx") {
-        why = "saving as " + app::ToUpperAscii(ext) + " is not available yet";
-        return false;
-    }
+    if (ext == "wmf" || ext == "emf" || ext == "pcx") return saveWithImaging(picture, path, ext, why);
     return saveWithQt(picture, path, "bmp", why);
 }
 
