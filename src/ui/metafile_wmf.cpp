@@ -7,6 +7,8 @@
 
 #include <libwmf/api.h>
 #include <libwmf/gd.h>
+// The pixel device's image type (needs the folder on the include path).
+#include <libwmf/gd/gd.h>
 
 #include <sys/stat.h>
 
@@ -107,14 +109,39 @@ bool fontsPresent() {
     return ::stat(kFontDir, &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-// The API, closed whatever way the render ends.
+// The pixel device leaves its image to the caller but exports no way to
+// free it. Its layout is the library's installed header; this frees what the
+// library's own destroy routine frees, with the same allocator (malloc).
+void releaseImage(void* image) {
+    auto* im = static_cast<gdImage*>(image);
+    if (!im) return;
+    if (im->pixels) {
+        for (int i = 0; i < im->sy; ++i) std::free(im->pixels[i]);
+        std::free(im->pixels);
+    }
+    if (im->tpixels) {
+        std::free(im->_tpixels);
+        std::free(im->tpixels);
+    }
+    std::free(im->polyInts);
+    std::free(im->style);
+    if (im->clip) {
+        std::free(im->clip->list);
+        std::free(im->clip);
+    }
+    std::free(im);
+}
+
+// The API and the image, released whatever way the render ends.
 struct Api {
     wmfAPI* api = nullptr;
     bool open = false;
     ~Api() {
         if (!api) return;
+        void* image = WMF_GD_GetData(api)->gd_image;
         if (open) wmf_mem_close(api);
         wmf_api_destroy(api);
+        releaseImage(image);
     }
 };
 

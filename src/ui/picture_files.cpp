@@ -3,6 +3,7 @@
 #include "app/text.h"
 #include "imaging/image_files.h"
 #include "imaging/raster.h"
+#include "ui/isolated_run.h"
 #include "ui/metafile_wmf.h"
 
 #include <FreeImage.h>
@@ -169,28 +170,77 @@ bool decodeWithQt(std::string_view bytes, PictureFormat f, QImage& out, std::str
     return true;
 }
 
+// ---- pixels handed back by a decoder in a child process ---------------------
+
+// The foreign decoders (metafile, EMF conversion, PCX) run isolated: a file
+// that crashes or hangs them costs this picture only. Pixels come back as
+// width, height and 0xAARRGGBB rows.
+constexpr int kIsolatedTimeoutMs = 10000;
+constexpr size_t kPixelRoom = 8 + static_cast<size_t>(kPictureMaxPixels) * 4;
+
+uint32_t* pixelCanvas(IsolatedRun& out, int w, int h) {
+    if (w < 1 || h < 1 || !fitsLimits(w, h) || 8 + size_t(w) * size_t(h) * 4 > out.capacity()) return nullptr;
+    const int32_t dims[2] = {w, h};
+    std::memcpy(out.data(), dims, sizeof dims);
+    return reinterpret_cast<uint32_t*>(out.data() + 8);
+}
+
+bool imageFromPixels(IsolatedRun& run, PictureFormat f, QImage& out, std::string& why) {
+    int32_t dims[2] = {0, 0};
+    if (run.used() >= 8) std::memcpy(dims, run.data(), sizeof dims);
+    const int w = dims[0], h = dims[1];
+    if (!fitsLimits(w, h) || run.used() < 8 + size_t(w) * size_t(h) * 4) {
+        why = std::string(pictureFormatName(f)) + ": the decoder gave no picture";
+        return false;
+    }
+    QImage image(w, h, QImage::Format_RGB32);
+    if (image.isNull()) {
+        why = std::string(pictureFormatName(f)) + ": no memory for the picture";
+        return false;
+    }
+    const auto* src = reinterpret_cast<const uint32_t*>(run.data() + 8);
+    for (int y = 0; y < h; ++y) std::memcpy(image.scanLine(y), src + size_t(y) * size_t(w), size_t(w) * 4);
+    out = std::move(image);
+    return true;
+}
+
+std::string prefixed(PictureFormat f, const std::string& why) {
+    const std::string name = pictureFormatName(f);
+    return why.rfind(name + ":", 0) == 0 ? why : name + ": " + why;
+}
+
 // ---- WMF -----------------------------------------------------------------
 
 bool decodeWmf(std::string_view bytes, QImage& out, std::string& why) {
-    WmfLimits limits;
-    limits.maxSide = kPictureMaxSide;
-    limits.maxPixels = kPictureMaxPixels;
-    QImage image;
-    auto canvas = [&image](int w, int h, int& stride) -> uint32_t* {
-        image = QImage(w, h, QImage::Format_RGB32);
-        if (image.isNull()) return nullptr;
-        stride = static_cast<int>(image.bytesPerLine() / 4);
-        return reinterpret_cast<uint32_t*>(image.bits());
+    IsolatedRun run(kPixelRoom);
+    auto work = [bytes](IsolatedRun& shared, size_t& used, std::string& reason) {
+        WmfLimits limits;
+        limits.maxSide = kPictureMaxSide;
+        limits.maxPixels = kPictureMaxPixels;
+        int width = 0, height = 0;
+        auto canvas = [&](int w, int h, int& stride) {
+            width = w;
+            height = h;
+            stride = w;
+            return pixelCanvas(shared, w, h);
+        };
+        if (!renderWmf(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), limits, canvas, reason))
+            return false;
+        used = 8 + size_t(width) * size_t(height) * 4;
+        return true;
     };
-    if (!renderWmf(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), limits, canvas, why)) return false;
-    out = std::move(image);
-    return true;
+    if (!run.run(kIsolatedTimeoutMs, work, why)) {
+        why = prefixed(PictureFormat::Wmf, why);
+        return false;
+    }
+    return imageFromPixels(run, PictureFormat::Wmf, out, why);
 }
 
 // ---- EMF -----------------------------------------------------------------
 
 constexpr uint32_t kEmrHeader = 1, kEmrEof = 14;
 constexpr size_t kEmfMaxRecords = 4u << 20;
+constexpr size_t kEmfMaxSvgBytes = size_t{256} << 20;
 
 // The converter trusts the record chain, so we walk it first: every record
 // whole inside the file, sizes a multiple of four, one header in front and
@@ -249,16 +299,28 @@ bool decodeEmf(std::string_view bytes, QImage& out, std::string& why) {
         options.imgWidth = double(width - 1) * scale;
         options.imgHeight = double(height - 1) * scale;
     }
-    std::string copy(bytes);  // the converter takes a writable buffer
-    char* svg = nullptr;
-    size_t svgSize = 0;
-    int ok = emf2svg(copy.data(), copy.size(), &svg, &svgSize, &options);
-    QByteArray document(svg ? svg : "", svg ? static_cast<qsizetype>(svgSize) : 0);
-    std::free(svg);
-    if (!ok || document.isEmpty()) {
-        why = "EMF: the metafile could not be converted";
+    // The converter runs isolated; its SVG text comes back.
+    IsolatedRun run(kEmfMaxSvgBytes);
+    auto work = [&](IsolatedRun& shared, size_t& used, std::string& reason) {
+        std::string copy(bytes);  // the converter takes a writable buffer
+        char* svg = nullptr;
+        size_t svgSize = 0;
+        const int ok = emf2svg(copy.data(), copy.size(), &svg, &svgSize, &options);
+        if (!ok || !svg || svgSize == 0 || svgSize > shared.capacity()) {
+            reason = svgSize > shared.capacity() ? "the drawing is too complex" : "the metafile could not be converted";
+            std::free(svg);
+            return false;
+        }
+        std::memcpy(shared.data(), svg, svgSize);
+        std::free(svg);
+        used = svgSize;
+        return true;
+    };
+    if (!run.run(kIsolatedTimeoutMs, work, why)) {
+        why = prefixed(PictureFormat::Emf, why);
         return false;
     }
+    const QByteArray document(reinterpret_cast<const char*>(run.data()), static_cast<qsizetype>(run.used()));
     QtMessagesKept kept;
     QSvgRenderer renderer(document);
     if (!renderer.isValid()) {
@@ -342,46 +404,39 @@ bool decodePcx(std::string_view bytes, QImage& out, std::string& why) {
         return false;
     }
     if (!checkPcxData(bytes, h * planes * perLine, bits == 8 && planes == 1, why)) return false;
-    static const bool hooked = [] {
+    IsolatedRun run(kPixelRoom);
+    auto work = [bytes](IsolatedRun& shared, size_t& used, std::string& reason) {
         FreeImage_SetOutputMessage(keepFreeImageMessage);
-        return true;
-    }();
-    (void)hooked;
-    freeImageMessage().clear();
-    // The memory stream only reads.
-    FIMEMORY* stream = FreeImage_OpenMemory(reinterpret_cast<BYTE*>(const_cast<char*>(bytes.data())),
-                                            static_cast<DWORD>(bytes.size()));
-    if (!stream) {
-        why = "PCX: no memory to read the file";
-        return false;
-    }
-    FIBITMAP* loaded = FreeImage_LoadFromMemory(FIF_PCX, stream, 0);
-    FreeImage_CloseMemory(stream);
-    FIBITMAP* rgba = loaded ? FreeImage_ConvertTo32Bits(loaded) : nullptr;
-    if (loaded) FreeImage_Unload(loaded);
-    if (!rgba) {
-        why = "PCX: the picture is damaged";
-        if (!freeImageMessage().empty()) why += " (" + freeImageMessage() + ")";
-        return false;
-    }
-    const int width = static_cast<int>(FreeImage_GetWidth(rgba));
-    const int height = static_cast<int>(FreeImage_GetHeight(rgba));
-    QImage image;
-    if (fitsLimits(width, height)) image = QImage(width, height, QImage::Format_RGB32);
-    if (image.isNull()) {
+        // The memory stream only reads.
+        FIMEMORY* stream = FreeImage_OpenMemory(reinterpret_cast<BYTE*>(const_cast<char*>(bytes.data())),
+                                                static_cast<DWORD>(bytes.size()));
+        FIBITMAP* loaded = stream ? FreeImage_LoadFromMemory(FIF_PCX, stream, 0) : nullptr;
+        if (stream) FreeImage_CloseMemory(stream);
+        FIBITMAP* rgba = loaded ? FreeImage_ConvertTo32Bits(loaded) : nullptr;
+        if (loaded) FreeImage_Unload(loaded);
+        const int w = rgba ? static_cast<int>(FreeImage_GetWidth(rgba)) : 0;
+        const int h = rgba ? static_cast<int>(FreeImage_GetHeight(rgba)) : 0;
+        uint32_t* dst = rgba ? pixelCanvas(shared, w, h) : nullptr;
+        if (!dst) {
+            if (rgba) FreeImage_Unload(rgba);
+            reason = "the picture is damaged";
+            if (!freeImageMessage().empty()) reason += " (" + freeImageMessage() + ")";
+            return false;
+        }
+        // 32-bit bitmaps hold 0xAARRGGBB words here, the bottom line first.
+        for (int y = 0; y < h; ++y, dst += w) {
+            const auto* src = reinterpret_cast<const uint32_t*>(FreeImage_GetScanLine(rgba, h - 1 - y));
+            for (int x = 0; x < w; ++x) dst[x] = 0xFF000000u | src[x];
+        }
         FreeImage_Unload(rgba);
-        why = tooLarge(PictureFormat::Pcx, width, height);
+        used = 8 + size_t(w) * size_t(h) * 4;
+        return true;
+    };
+    if (!run.run(kIsolatedTimeoutMs, work, why)) {
+        why = prefixed(PictureFormat::Pcx, why);
         return false;
     }
-    // 32-bit bitmaps hold 0xAARRGGBB words here, the bottom line first.
-    for (int y = 0; y < height; ++y) {
-        const auto* src = reinterpret_cast<const uint32_t*>(FreeImage_GetScanLine(rgba, height - 1 - y));
-        auto* dst = reinterpret_cast<uint32_t*>(image.scanLine(y));
-        for (int x = 0; x < width; ++x) dst[x] = 0xFF000000u | src[x];
-    }
-    FreeImage_Unload(rgba);
-    out = std::move(image);
-    return true;
+    return imageFromPixels(run, PictureFormat::Pcx, out, why);
 }
 
 std::string lowerExtension(const std::string& path) {

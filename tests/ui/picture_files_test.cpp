@@ -215,6 +215,16 @@ std::string wmfWithGarbageRecords() {
     return s;
 }
 
+// Found by fuzzing: the metafile library dereferences a null pointer
+// drawing text when the window extent is lost (its record's function code
+// lost its high byte) and the placeable box is wide (right edge 8232).
+std::string wmfThatCrashesTheLibrary() {
+    std::string s = qvtest::makeWmf(40, 20, {}, "Ab", 10);
+    s[11] = '\x20';
+    s[22 + 18 + 10 + 5] = '\0';
+    return s;
+}
+
 std::string pngWithBrokenData() {
     std::string s = qtBytes("png");
     for (size_t i = 60; i < s.size() - 12; ++i) s[i] = static_cast<char>(s[i] ^ 0x5A);
@@ -259,6 +269,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"TruncatedPcx", [] { return truncated(qvtest::makePcx(kW, kH, kRects)); }, "PCX"},
         RefusedCase{"PngDataDamaged", pngWithBrokenData, "PNG"},
         RefusedCase{"WmfRecordsDamaged", wmfWithGarbageRecords, "WMF"},
+        RefusedCase{"WmfThatCrashesTheLibrary", wmfThatCrashesTheLibrary, "WMF: the decoder failed"},
         RefusedCase{"EmfRecordPastTheEnd", emfWithRecordPastTheEnd, "EMF: record"},
         RefusedCase{"BmpHuge", [] { return bmpHeaderClaiming(60000, 60000); }, "too large"},
         RefusedCase{"PcxHuge", [] { return pcxClaiming(65000, 65000); }, "too large"}),
