@@ -163,4 +163,50 @@ QPixmap ProgramEmblem(int size) {
     return pm;
 }
 
+QPixmap ToolPicture(ToolGlyph glyph, int size) {
+    QPixmap pm(size, size);
+    pm.fill(Qt::transparent);
+    QPainter p(&pm);
+    p.setRenderHint(QPainter::Antialiasing);
+    const qreal s = size;
+    const QColor ink(0x33, 0x44, 0x55);
+    p.setPen(QPen(ink, s * 0.07, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    p.setBrush(Qt::NoBrush);
+    switch (glyph) {
+        case ToolGlyph::Update: {
+            // A circular arrow.
+            QRectF r(s * 0.2, s * 0.2, s * 0.6, s * 0.6);
+            p.drawArc(r, 40 * 16, 290 * 16);
+            QPointF tip(s * 0.73, s * 0.3);
+            p.drawLine(tip, tip + QPointF(-s * 0.16, s * 0.0));
+            p.drawLine(tip, tip + QPointF(s * 0.02, s * 0.16));
+            break;
+        }
+        case ToolGlyph::Save: {
+            // A disk with its label and shutter.
+            QRectF d(s * 0.18, s * 0.18, s * 0.64, s * 0.64);
+            p.drawRoundedRect(d, s * 0.06, s * 0.06);
+            p.drawRect(QRectF(s * 0.32, s * 0.18, s * 0.36, s * 0.2));
+            p.fillRect(QRectF(s * 0.3, s * 0.52, s * 0.4, s * 0.3), QColor(0x2f, 0x7d, 0xd1));
+            break;
+        }
+        case ToolGlyph::Copy: {
+            // Two sheets, one over the other.
+            p.drawRoundedRect(QRectF(s * 0.18, s * 0.14, s * 0.42, s * 0.52), s * 0.05, s * 0.05);
+            p.setBrush(Qt::white);
+            p.drawRoundedRect(QRectF(s * 0.38, s * 0.34, s * 0.42, s * 0.52), s * 0.05, s * 0.05);
+            break;
+        }
+        case ToolGlyph::Print: {
+            // A printer with paper coming out.
+            p.drawRect(QRectF(s * 0.3, s * 0.14, s * 0.4, s * 0.22));
+            p.drawRoundedRect(QRectF(s * 0.14, s * 0.36, s * 0.72, s * 0.3), s * 0.05, s * 0.05);
+            p.setBrush(Qt::white);
+            p.drawRect(QRectF(s * 0.3, s * 0.56, s * 0.4, s * 0.3));
+            break;
+        }
+    }
+    return pm;
+}
+
 }  // namespace qv::ui

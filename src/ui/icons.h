@@ -14,6 +14,9 @@ namespace qv::ui {
 QPixmap BigButtonPicture(qv::app::BigButton kind, bool hover, int size = 64, qreal dpr = 1.0, bool muted = false);
 // The emblem: a stylised waveform in a rounded square.
 QPixmap ProgramEmblem(int size = 64);
+// The glyphs of the small tool buttons of the child windows (dark on light).
+enum class ToolGlyph { Update, Save, Copy, Print };
+QPixmap ToolPicture(ToolGlyph glyph, int size = 32);
 // The accent colour of each button.
 QColor ButtonColour(qv::app::BigButton kind);
 

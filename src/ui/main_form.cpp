@@ -9,6 +9,7 @@
 #include "families/registry.h"
 #include "ui/big_button.h"
 #include "ui/error_form.h"
+#include "ui/hcopy_form.h"
 #include "ui/icons.h"
 #include "ui/ip_resolve.h"
 #include "ui/qt_host.h"
@@ -520,7 +521,16 @@ void MainForm::runNewHardcopy() {
     // Some families hand their pictures over as files: the browser fetches them.
     const qv::family::Family* f = qv::family::find(logic_.MyDevType);
     if (f && f->picturesAsFiles) return runNewInstFileBrow();
-    notAvailable(MenuId::MNewHardcopy);
+    auto* form = new HCopyForm(*this);
+    openChild(form);
+    qv::app::host().processEvents();
+    QPointer<HCopyForm> alive(form);
+    form->MyVISARsc = logic_.MyVISARsc;
+    form->MyDevType = logic_.MyDevType;
+    form->MyFirmware = logic_.MyFirmware;
+    form->GetHardcopy();
+    if (alive && ctx_.CopyImage) alive->CopyPicture();
+    // PasteWord waits for the word processor hand-over, which this build lacks.
 }
 void MainForm::runNewTrace() { notAvailable(MenuId::MNewTrace); }
 void MainForm::runNewInstFileBrow() { notAvailable(MenuId::MNewInstFileBrow); }
