@@ -19,6 +19,10 @@ void check(bool ok) {
 
 }  // namespace
 
+// The system's font library, loaded by the toolkit, keeps its configuration
+// to the end of the process (as in the sanitizer build's suppressions).
+extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
+
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     // Fonts and the SVG renderer need the application object.
     ::setenv("QT_QPA_PLATFORM", "offscreen", 1);

@@ -14,7 +14,7 @@ struct WmfLimits {
     int maxSide = 16384;             // pixels a side
     int64_t maxPixels = 32 << 20;    // pixels in all
     size_t memoryBudget = 256 << 20; // bytes the library may hold at once
-    int timeBudgetMs = 5000;         // playing stops after this
+    int timeBudgetMs = 4000;         // playing stops after this
 };
 
 // Where the drawing goes: called once with the picture's size, returns rows
@@ -23,7 +23,8 @@ struct WmfLimits {
 using WmfCanvas = std::function<uint32_t*(int width, int height, int& stride)>;
 
 // Draws the metafile at its own size: from the placeable header at 96 dpi,
-// else its picture's extent one unit a pixel, on white. False with a short
+// else its picture's extent one unit a pixel, on white; smaller (keeping its
+// shape) where that size exceeds the limits. False with a short
 // reason when the bytes are no metafile, are corrupt, need more than the
 // limits allow or the canvas refused.
 bool renderWmf(const uint8_t* data, size_t size, const WmfLimits& limits, const WmfCanvas& canvas,

@@ -116,6 +116,16 @@ bool checkBmp(std::string_view b, std::string& why) {
     return true;
 }
 
+// A JPEG cut short decodes with a grey rest and a mere warning. In coded
+// data a 0xFF byte is never followed by a marker code, so the last
+// start-of-scan marker is the picture's own, and its end marker must follow.
+bool checkJpeg(std::string_view b, std::string& why) {
+    const size_t scan = b.rfind("\xFF\xDA");
+    if (scan == std::string_view::npos) return fail(why, "JPEG: the file holds no picture data");
+    if (b.find("\xFF\xD9", scan + 2) == std::string_view::npos) return fail(why, "JPEG: the file ends early");
+    return true;
+}
+
 bool checkPng(std::string_view b, std::string& why) {
     size_t at = 8;
     bool first = true;
@@ -142,6 +152,7 @@ bool checkPng(std::string_view b, std::string& why) {
 bool decodeWithQt(std::string_view bytes, PictureFormat f, QImage& out, std::string& why) {
     if (f == PictureFormat::Bmp && !checkBmp(bytes, why)) return false;
     if (f == PictureFormat::Png && !checkPng(bytes, why)) return false;
+    if (f == PictureFormat::Jpeg && !checkJpeg(bytes, why)) return false;
     const char* qtFormat = f == PictureFormat::Bmp ? "bmp" : f == PictureFormat::Png ? "png" : "jpeg";
     QByteArray raw = QByteArray::fromRawData(bytes.data(), static_cast<qsizetype>(bytes.size()));
     QBuffer buffer(&raw);
@@ -175,7 +186,7 @@ bool decodeWithQt(std::string_view bytes, PictureFormat f, QImage& out, std::str
 // The foreign decoders (metafile, EMF conversion, PCX) run isolated: a file
 // that crashes or hangs them costs this picture only. Pixels come back as
 // width, height and 0xAARRGGBB rows.
-constexpr int kIsolatedTimeoutMs = 10000;
+constexpr int kIsolatedTimeoutMs = 5000;
 constexpr size_t kPixelRoom = 8 + static_cast<size_t>(kPictureMaxPixels) * 4;
 
 uint32_t* pixelCanvas(IsolatedRun& out, int w, int h) {

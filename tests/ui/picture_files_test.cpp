@@ -225,6 +225,12 @@ std::string wmfThatCrashesTheLibrary() {
     return s;
 }
 
+// Cut half way through the coded picture: every table is there.
+std::string jpegCutInItsData() {
+    std::string s = qtBytes("jpeg");
+    return s.substr(0, (s.rfind("\xFF\xDA") + s.size()) / 2);
+}
+
 std::string pngWithBrokenData() {
     std::string s = qtBytes("png");
     for (size_t i = 60; i < s.size() - 12; ++i) s[i] = static_cast<char>(s[i] ^ 0x5A);
@@ -263,7 +269,8 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"Text", [] { return std::string("*IDN? Tesselhorn,TKD-7\n"); }, "known format"},
         RefusedCase{"TruncatedBmp", [] { return truncated(qtBytes("bmp")); }, "BMP"},
         RefusedCase{"TruncatedPng", [] { return truncated(qtBytes("png")); }, "PNG"},
-        RefusedCase{"TruncatedJpeg", [] { return qtBytes("jpeg").substr(0, 100); }, "JPEG"},
+        RefusedCase{"TruncatedJpegHeader", [] { return qtBytes("jpeg").substr(0, 100); }, "JPEG"},
+        RefusedCase{"TruncatedJpegData", jpegCutInItsData, "JPEG: the file ends early"},
         RefusedCase{"TruncatedWmf", [] { return truncated(qvtest::makeWmf(kW, kH, kRects)); }, "WMF"},
         RefusedCase{"TruncatedEmf", [] { return truncated(qvtest::makeEmf(kW, kH, kRects)); }, "EMF: the file ends"},
         RefusedCase{"TruncatedPcx", [] { return truncated(qvtest::makePcx(kW, kH, kRects)); }, "PCX"},
