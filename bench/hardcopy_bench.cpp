@@ -61,7 +61,7 @@ bool benchHardcopy() {
         }
         const qv::hardcopy::Dialect& d = qv::hardcopy::dialectFor(families[i]);
         if (!arrived) std::printf("# %s: the picture did not arrive\n", families[i]);
-        std::printf("hardcopy %s (%.*s dialect) without its pauses = %.1f ms\n", families[i], int(d.name.size()),
+        std::printf("hardcopy %s (%.*s dialect) without its prescribed pauses = %.1f ms\n", families[i], int(d.name.size()),
                     d.name.data(), best);
         worst = std::max(worst, best);
     }

@@ -102,6 +102,7 @@ Outcome GetHardcopy(const Request& request, View& view, const std::string& exten
         return out;
     }
     vif.SetRENState(6);
+    out.pausedMs += io::VIF::kCloseWaitMs;  // spent when vif goes, below
     out.arrived = fileExists(out.file);
     if (view.gone()) return out;
     if (!request.show) return out;

@@ -77,7 +77,8 @@ struct Outcome {
     // be opened or stopped answering); empty when it ran to the end.
     std::string failure;
     bool cancelled = false;  // by the user: nothing to report
-    // The pauses the dialect prescribes, in ms: the benchmark leaves them out.
+    // The pauses the dialect prescribes and the session's wait before it
+    // closes, in ms: the benchmark leaves them out.
     double pausedMs = 0;
 };
 

@@ -37,7 +37,7 @@ VIF::~VIF() {
     dropTempFile();
     if (Session > 0) {
         // Gives the instrument time to finish before the link goes.
-        pause(100);
+        pause(kCloseWaitMs);
         VIFviClose(ViSession(Session));
         Session = -1;
     }

@@ -20,6 +20,8 @@ void setVisaAvailable(bool available);
 
 class VIF {
 public:
+    // An open session is closed this long after its object is released.
+    static constexpr int kCloseWaitMs = 100;
     VIF();
     ~VIF();
     VIF(const VIF&) = delete;
