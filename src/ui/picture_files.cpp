@@ -457,30 +457,6 @@ std::string lowerExtension(const std::string& path) {
     return app::ToLowerAscii(path.substr(dot + 1));
 }
 
-bool saveWithQt(const QImage& picture, const std::string& path, const char* format, std::string& why) {
-    // Instruments' pictures are opaque; formats without alpha get it flattened.
-    QImage image = picture.hasAlphaChannel() && std::strcmp(format, "png") != 0
-                       ? picture.convertToFormat(QImage::Format_RGB32)
-                       : picture;
-    QSaveFile file(QString::fromStdString(path));
-    if (!file.open(QIODevice::WriteOnly)) {
-        why = "cannot write " + path + ": " + file.errorString().toStdString();
-        return false;
-    }
-    QImageWriter writer(&file, format);
-    if (std::strcmp(format, "jpeg") == 0) writer.setQuality(90);
-    if (!writer.write(image)) {
-        why = "cannot write " + path + ": " + writer.errorString().toStdString();
-        file.cancelWriting();
-        return false;
-    }
-    if (!file.commit()) {
-        why = "cannot write " + path + ": " + file.errorString().toStdString();
-        return false;
-    }
-    return true;
-}
-
 bool writeAtomically(const std::string& path, const char* data, size_t size, std::string& why) {
     QSaveFile file(QString::fromStdString(path));
     if (!file.open(QIODevice::WriteOnly) || file.write(data, static_cast<qint64>(size)) != static_cast<qint64>(size)) {
@@ -493,6 +469,24 @@ bool writeAtomically(const std::string& path, const char* data, size_t size, std
         return false;
     }
     return true;
+}
+
+bool saveWithQt(const QImage& picture, const std::string& path, const char* format, std::string& why) {
+    // Instruments' pictures are opaque; formats without alpha get it flattened.
+    QImage image = picture.hasAlphaChannel() && std::strcmp(format, "png") != 0
+                       ? picture.convertToFormat(QImage::Format_RGB32)
+                       : picture;
+    // Encoded in memory first, so that a failed encoding leaves no file.
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, format);
+    if (std::strcmp(format, "jpeg") == 0) writer.setQuality(90);
+    if (!writer.write(image)) {
+        why = "cannot write " + path + ": " + writer.errorString().toStdString();
+        return false;
+    }
+    return writeAtomically(path, bytes.constData(), size_t(bytes.size()), why);
 }
 
 // Metafiles and PCX come from the program's own writers, which take an
