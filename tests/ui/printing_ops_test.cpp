@@ -239,6 +239,7 @@ TEST(ShowPrinterDialog, CancelChangesNothingAndPrintsNothing) {
 }
 
 struct NameCase {
+    const char* name;
     const char* current;
     const char* chosen;
     const char* switchTo;  // empty: the current printer stays
@@ -253,11 +254,13 @@ TEST_P(PrinterToSwitchTo, FollowsTheInstalledNameInAnyCase) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, PrinterToSwitchTo,
-                         ::testing::Values(NameCase{"Lab-Laser", "LAB-LASER", ""},   // same in other case: kept
-                                           NameCase{"Lab-Laser", "lab-laser", ""},
-                                           NameCase{"Lab-Laser", "Lab-Laser", ""},
-                                           NameCase{"Lab-Laser", "office color", "Office Color"},
-                                           NameCase{"", "pdf", "PDF"},
-                                           NameCase{"Lab-Laser", "Gone Printer", ""}));
+                         ::testing::Values(NameCase{"UpperCaseKeeps", "Lab-Laser", "LAB-LASER", ""},
+                                           NameCase{"LowerCaseKeeps", "Lab-Laser", "lab-laser", ""},
+                                           NameCase{"SameNameKeeps", "Lab-Laser", "Lab-Laser", ""},
+                                           NameCase{"OtherTakesInstalledSpelling", "Lab-Laser", "office color",
+                                                    "Office Color"},
+                                           NameCase{"FromNoPrinter", "", "pdf", "PDF"},
+                                           NameCase{"UnknownKeeps", "Lab-Laser", "Gone Printer", ""}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
