@@ -11,8 +11,6 @@ namespace {
 
 using namespace bytes;
 
-enum SpecKind { kPen = 0, kBrush = 1, kFont = 2 };
-
 constexpr int kFontWeightBold = 700;
 // A fixed-pitch face at a height of 10 dots per scale step advances six
 // dots per character, as the built-in raster font does.
@@ -42,9 +40,55 @@ void dibOf(const Raster& r, std::vector<uint8_t>& header, std::vector<uint8_t>& 
 }  // namespace
 
 // ---------------------------------------------------------------------------
+// Shared by both formats
+
+MetafileWriter::MetafileWriter(int width, int height, uint32_t firstSlot)
+    : width_(clampSide(width)), height_(clampSide(height)), taken_(firstSlot, true) {}
+
+void MetafileWriter::use(const DrawingObject& o) {
+    const int k = o.kind;
+    if (selected_[k] && object_[k] == o) return;
+    auto free = std::find(taken_.begin(), taken_.end(), false);
+    const uint32_t slot = uint32_t(free - taken_.begin());
+    if (free == taken_.end()) taken_.push_back(true);
+    else *free = true;
+    createObject(o, slot);
+    selectObject(slot);
+    if (selected_[k]) {
+        deleteObject(slot_[k]);
+        taken_[slot_[k]] = false;
+    }
+    selected_[k] = true;
+    slot_[k] = slot;
+    object_[k] = o;
+}
+
+bool MetafileWriter::textColorChanges(Color c) {
+    if (textColorSet_ && textColor_ == c) return false;
+    textColor_ = c;
+    textColorSet_ = true;
+    return true;
+}
+
+void MetafileWriter::background(Color c) {
+    const DrawingObject pen = object_[kPen], brush = object_[kBrush];
+    const bool hadPen = selected_[kPen], hadBrush = selected_[kBrush];
+    use({kPen, c, 0});
+    use({kBrush, c, 0});
+    // A rectangle without outline loses its right and bottom line.
+    rectangle(0, 0, width_ + 1, height_ + 1);
+    if (hadPen) use(pen);
+    if (hadBrush) use(brush);
+}
+
+void MetafileWriter::setPen(Color c, int width) { use({kPen, c, std::clamp(width, 0, 64)}); }
+void MetafileWriter::setBrush(Color c) { use({kBrush, c, 0}); }
+void MetafileWriter::setHollowBrush() { use({kBrush, {}, 1}); }
+
+// ---------------------------------------------------------------------------
 // WMF
 
-WmfWriter::WmfWriter(int width, int height) : width_(clampSide(width)), height_(clampSide(height)) {
+WmfWriter::WmfWriter(int width, int height) : MetafileWriter(width, height, 0) {
     std::vector<uint8_t> p;
     i16(p, 0);
     i16(p, 0);
@@ -73,34 +117,21 @@ void WmfWriter::record(uint16_t function, const std::vector<uint8_t>& params) {
     maxRecordWords_ = std::max(maxRecordWords_, words);
 }
 
-int WmfWriter::allocSlot() {
-    // Playback puts a new object in the lowest free slot; we follow it.
-    for (size_t i = 0; i < slots_.size(); ++i)
-        if (!slots_[i]) {
-            slots_[i] = true;
-            return int(i);
-        }
-    slots_.push_back(true);
-    return int(slots_.size() - 1);
-}
-
-void WmfWriter::use(const Spec& s) {
-    int k = s.kind;
-    if (current_[k] >= 0 && spec_[k] == s) return;
+void WmfWriter::createObject(const DrawingObject& o, uint32_t) {
     std::vector<uint8_t> p;
-    if (k == kPen) {
-        u16(p, s.width == 0 ? 5 : 0);  // PS_NULL or PS_SOLID
-        i16(p, s.width);
+    if (o.kind == kPen) {
+        u16(p, o.width == 0 ? 5 : 0);  // PS_NULL or PS_SOLID
+        i16(p, o.width);
         i16(p, 0);
-        u32(p, colorRef(s.c.r, s.c.g, s.c.b));
+        u32(p, colorRef(o.c.r, o.c.g, o.c.b));
         record(wmf::kCreatePen, p);
-    } else if (k == kBrush) {
-        u16(p, s.width == 1 ? 1 : 0);  // BS_NULL or BS_SOLID
-        u32(p, colorRef(s.c.r, s.c.g, s.c.b));
+    } else if (o.kind == kBrush) {
+        u16(p, o.width == 1 ? 1 : 0);  // BS_NULL or BS_SOLID
+        u32(p, colorRef(o.c.r, o.c.g, o.c.b));
         u16(p, 0);
         record(wmf::kCreateBrush, p);
     } else {
-        i16(p, -10 * s.width);  // character height, not cell height
+        i16(p, -10 * o.width);  // character height, not cell height
         i16(p, 0);
         i16(p, 0);
         i16(p, 0);
@@ -110,34 +141,19 @@ void WmfWriter::use(const Spec& s) {
         p.push_back(0);
         record(wmf::kCreateFont, p);
     }
-    int slot = allocSlot();
-    p.clear();
+}
+
+void WmfWriter::selectObject(uint32_t slot) {
+    std::vector<uint8_t> p;
     u16(p, unsigned(slot));
     record(wmf::kSelectObject, p);
-    if (current_[k] >= 0) {
-        p.clear();
-        u16(p, unsigned(current_[k]));
-        record(wmf::kDeleteObject, p);
-        slots_[size_t(current_[k])] = false;
-    }
-    current_[k] = slot;
-    spec_[k] = s;
 }
 
-void WmfWriter::background(Color c) {
-    Spec pen = spec_[kPen], brush = spec_[kBrush];
-    bool hadPen = current_[kPen] >= 0, hadBrush = current_[kBrush] >= 0;
-    use({kPen, c, 0});
-    use({kBrush, c, 0});
-    // A rectangle without outline loses its right and bottom line.
-    rectangle(0, 0, width_ + 1, height_ + 1);
-    if (hadPen) use(pen);
-    if (hadBrush) use(brush);
+void WmfWriter::deleteObject(uint32_t slot) {
+    std::vector<uint8_t> p;
+    u16(p, unsigned(slot));
+    record(wmf::kDeleteObject, p);
 }
-
-void WmfWriter::setPen(Color c, int width) { use({kPen, c, std::clamp(width, 0, 64)}); }
-void WmfWriter::setBrush(Color c) { use({kBrush, c, 0}); }
-void WmfWriter::setHollowBrush() { use({kBrush, {}, 1}); }
 
 void WmfWriter::rectangle(int left, int top, int right, int bottom) {
     std::vector<uint8_t> p;
@@ -166,12 +182,10 @@ void WmfWriter::text(int x, int y, std::string_view s, Color c, int scale) {
     if (s.empty()) return;
     s = s.substr(0, 1000);
     use({kFont, {}, std::clamp(scale, 1, 32)});
-    if (!textColorSet_ || !(textColor_ == c)) {
+    if (textColorChanges(c)) {
         std::vector<uint8_t> p;
         u32(p, colorRef(c.r, c.g, c.b));
         record(wmf::kSetTextColor, p);
-        textColor_ = c;
-        textColorSet_ = true;
     }
     std::vector<uint8_t> p;
     u16(p, unsigned(s.size()));
@@ -225,7 +239,7 @@ std::vector<uint8_t> WmfWriter::finish() {
     u16(out, 9);
     u16(out, 0x0300);
     u32(out, uint32_t(9 + body_.size() / 2));
-    u16(out, unsigned(std::max<size_t>(slots_.size(), 1)));
+    u16(out, unsigned(std::max<uint32_t>(slotCount(), 1)));
     u32(out, maxRecordWords_);
     u16(out, 0);
     out.insert(out.end(), body_.begin(), body_.end());
@@ -236,8 +250,8 @@ std::vector<uint8_t> WmfWriter::finish() {
 // ---------------------------------------------------------------------------
 // EMF
 
-EmfWriter::EmfWriter(int width, int height) : width_(clampSide(width)), height_(clampSide(height)) {
-    handles_.push_back(true);
+// Object index 0 stands for the metafile itself.
+EmfWriter::EmfWriter(int width, int height) : MetafileWriter(width, height, 1) {
     std::vector<uint8_t> p;
     u32(p, 1);  // MM_TEXT: one unit a pixel, y down
     record(emf::kSetMapMode, p);
@@ -258,37 +272,24 @@ void EmfWriter::record(uint32_t type, const std::vector<uint8_t>& params) {
     ++records_;
 }
 
-uint32_t EmfWriter::allocHandle() {
-    for (size_t i = 1; i < handles_.size(); ++i)
-        if (!handles_[i]) {
-            handles_[i] = true;
-            return uint32_t(i);
-        }
-    handles_.push_back(true);
-    return uint32_t(handles_.size() - 1);
-}
-
-void EmfWriter::use(const Spec& s) {
-    int k = s.kind;
-    if (current_[k] != 0 && spec_[k] == s) return;
-    uint32_t ih = allocHandle();
+void EmfWriter::createObject(const DrawingObject& o, uint32_t slot) {
     std::vector<uint8_t> p;
-    u32(p, ih);
-    if (k == kPen) {
-        u32(p, s.width == 0 ? 5 : 0);  // PS_NULL or PS_SOLID
-        i32(p, s.width);
+    u32(p, slot);
+    if (o.kind == kPen) {
+        u32(p, o.width == 0 ? 5 : 0);  // PS_NULL or PS_SOLID
+        i32(p, o.width);
         i32(p, 0);
-        u32(p, colorRef(s.c.r, s.c.g, s.c.b));
+        u32(p, colorRef(o.c.r, o.c.g, o.c.b));
         record(emf::kCreatePen, p);
-    } else if (k == kBrush) {
-        u32(p, s.width == 1 ? 1 : 0);  // BS_NULL or BS_SOLID
-        u32(p, colorRef(s.c.r, s.c.g, s.c.b));
+    } else if (o.kind == kBrush) {
+        u32(p, o.width == 1 ? 1 : 0);  // BS_NULL or BS_SOLID
+        u32(p, colorRef(o.c.r, o.c.g, o.c.b));
         u32(p, 0);
         record(emf::kCreateBrush, p);
     } else {
         // LOGFONTW: height, width, escapement, orientation, weight, eight
         // bytes of flags, 32 UTF-16 characters of face name.
-        i32(p, -10 * s.width);
+        i32(p, -10 * o.width);
         i32(p, 0);
         i32(p, 0);
         i32(p, 0);
@@ -299,32 +300,19 @@ void EmfWriter::use(const Spec& s) {
         for (size_t i = 0; kFontFace[i]; ++i) p[face + 2 * i] = uint8_t(kFontFace[i]);
         record(emf::kCreateFont, p);
     }
-    p.clear();
-    u32(p, ih);
+}
+
+void EmfWriter::selectObject(uint32_t slot) {
+    std::vector<uint8_t> p;
+    u32(p, slot);
     record(emf::kSelectObject, p);
-    if (current_[k] != 0) {
-        p.clear();
-        u32(p, current_[k]);
-        record(emf::kDeleteObject, p);
-        handles_[current_[k]] = false;
-    }
-    current_[k] = ih;
-    spec_[k] = s;
 }
 
-void EmfWriter::background(Color c) {
-    Spec pen = spec_[kPen], brush = spec_[kBrush];
-    bool hadPen = current_[kPen] != 0, hadBrush = current_[kBrush] != 0;
-    use({kPen, c, 0});
-    use({kBrush, c, 0});
-    rectangle(0, 0, width_ + 1, height_ + 1);
-    if (hadPen) use(pen);
-    if (hadBrush) use(brush);
+void EmfWriter::deleteObject(uint32_t slot) {
+    std::vector<uint8_t> p;
+    u32(p, slot);
+    record(emf::kDeleteObject, p);
 }
-
-void EmfWriter::setPen(Color c, int width) { use({kPen, c, std::clamp(width, 0, 64)}); }
-void EmfWriter::setBrush(Color c) { use({kBrush, c, 0}); }
-void EmfWriter::setHollowBrush() { use({kBrush, {}, 1}); }
 
 void EmfWriter::rectangle(int left, int top, int right, int bottom) {
     std::vector<uint8_t> p;
@@ -362,12 +350,10 @@ void EmfWriter::text(int x, int y, std::string_view s, Color c, int scale) {
     s = s.substr(0, 1000);
     scale = std::clamp(scale, 1, 32);
     use({kFont, {}, scale});
-    if (!textColorSet_ || !(textColor_ == c)) {
+    if (textColorChanges(c)) {
         std::vector<uint8_t> p;
         u32(p, colorRef(c.r, c.g, c.b));
         record(emf::kSetTextColor, p);
-        textColor_ = c;
-        textColorSet_ = true;
     }
     const int right = x + textWidth(s, scale), bottom = y + textHeight(scale);
     const uint32_t n = uint32_t(s.size());
@@ -449,7 +435,7 @@ std::vector<uint8_t> EmfWriter::finish() {
     u32(out, 0x10000);
     u32(out, uint32_t(kHeaderSize + body_.size()));
     u32(out, records_ + 1);
-    u16(out, unsigned(handles_.size()));
+    u16(out, unsigned(slotCount()));
     u16(out, 0);
     u32(out, 0);  // no description
     u32(out, 0);

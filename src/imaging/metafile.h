@@ -12,18 +12,57 @@
 
 namespace qv::imaging {
 
-// Placeable Windows metafile: the 22-byte placeable header, the META header,
-// the records, META_EOF.
-class WmfWriter : public Painter {
+// What the two metafile writers share: the picture's size, the pen, brush
+// and font in use with the object table they sit in, and the text colour
+// last set. Each format writes its own records.
+class MetafileWriter : public Painter {
 public:
-    // Sides are clamped to 1..kMaxSide.
-    WmfWriter(int width, int height);
     int width() const override { return width_; }
     int height() const override { return height_; }
     void background(Color c) override;
     void setPen(Color c, int width) override;
     void setBrush(Color c) override;
     void setHollowBrush() override;
+
+protected:
+    enum Kind { kPen = 0, kBrush = 1, kFont = 2 };
+    // A pen, brush or font as drawn: what decides whether a new one is needed.
+    struct DrawingObject {
+        int kind = -1;
+        Color c;
+        int width = 0;  // pen width, font scale; brush: 1 hollow
+        bool operator==(const DrawingObject&) const = default;
+    };
+    // Sides are clamped to 1..kMaxSide. firstSlot: the lowest object index
+    // the format lets a drawing use.
+    MetafileWriter(int width, int height, uint32_t firstSlot);
+    // Makes o the selected object of its kind: nothing when it already is,
+    // else its create and select records in the lowest free slot (where
+    // playback puts it) and the delete record of the object it replaces.
+    void use(const DrawingObject& o);
+    // True when text in c needs a text colour record first (noted as set).
+    bool textColorChanges(Color c);
+    uint32_t slotCount() const { return uint32_t(taken_.size()); }
+    virtual void createObject(const DrawingObject& o, uint32_t slot) = 0;
+    virtual void selectObject(uint32_t slot) = 0;
+    virtual void deleteObject(uint32_t slot) = 0;
+
+    int width_, height_;
+
+private:
+    std::vector<bool> taken_;
+    bool selected_[3] = {false, false, false};
+    uint32_t slot_[3] = {0, 0, 0};
+    DrawingObject object_[3];
+    Color textColor_;
+    bool textColorSet_ = false;
+};
+
+// Placeable Windows metafile: the 22-byte placeable header, the META header,
+// the records, META_EOF.
+class WmfWriter : public MetafileWriter {
+public:
+    WmfWriter(int width, int height);
     void rectangle(int left, int top, int right, int bottom) override;
     void polyline(const std::vector<Point>& points) override;
     void text(int x, int y, std::string_view s, Color c, int scale) override;
@@ -33,36 +72,19 @@ public:
     std::vector<uint8_t> finish();
 
 private:
-    struct Spec {
-        int kind = -1;  // 0 pen, 1 brush, 2 font
-        Color c;
-        int width = 0;  // pen width, font scale; brush: 1 hollow
-        bool operator==(const Spec&) const = default;
-    };
     void record(uint16_t function, const std::vector<uint8_t>& params);
-    void use(const Spec& s);
-    int allocSlot();
+    void createObject(const DrawingObject& o, uint32_t slot) override;
+    void selectObject(uint32_t slot) override;
+    void deleteObject(uint32_t slot) override;
 
-    int width_, height_;
     std::vector<uint8_t> body_;
     uint32_t maxRecordWords_ = 0;
-    std::vector<bool> slots_;
-    int current_[3] = {-1, -1, -1};  // slot of the selected pen, brush, font
-    Spec spec_[3];
-    Color textColor_{1, 2, 3};
-    bool textColorSet_ = false;
 };
 
 // Enhanced metafile: EMR_HEADER, the records, EMR_EOF.
-class EmfWriter : public Painter {
+class EmfWriter : public MetafileWriter {
 public:
     EmfWriter(int width, int height);
-    int width() const override { return width_; }
-    int height() const override { return height_; }
-    void background(Color c) override;
-    void setPen(Color c, int width) override;
-    void setBrush(Color c) override;
-    void setHollowBrush() override;
     void rectangle(int left, int top, int right, int bottom) override;
     void polyline(const std::vector<Point>& points) override;
     void text(int x, int y, std::string_view s, Color c, int scale) override;
@@ -70,24 +92,13 @@ public:
     std::vector<uint8_t> finish();
 
 private:
-    struct Spec {
-        int kind = -1;
-        Color c;
-        int width = 0;
-        bool operator==(const Spec&) const = default;
-    };
     void record(uint32_t type, const std::vector<uint8_t>& params);
-    void use(const Spec& s);
-    uint32_t allocHandle();
+    void createObject(const DrawingObject& o, uint32_t slot) override;
+    void selectObject(uint32_t slot) override;
+    void deleteObject(uint32_t slot) override;
 
-    int width_, height_;
     std::vector<uint8_t> body_;
     uint32_t records_ = 0;
-    std::vector<bool> handles_;  // index 0 is the metafile itself
-    uint32_t current_[3] = {0, 0, 0};
-    Spec spec_[3];
-    Color textColor_{1, 2, 3};
-    bool textColorSet_ = false;
 };
 
 // Record functions and types the writers use (and the tests walk).
