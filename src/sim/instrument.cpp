@@ -272,29 +272,23 @@ bool CommandContext::expectParams(size_t min, size_t max) {
     return true;
 }
 
-bool CommandContext::integerParam(size_t i, int64_t& v, int64_t min, int64_t max, int64_t def) {
-    if (i >= unit.params.size()) {
-        error(err::kMissingParameter);
-        return false;
-    }
-    const Parameter& p = unit.params[i];
-    if (p.type == Parameter::Type::Character) {
-        const std::string w = upperText(p.text);
-        if (w == "MIN" || w == "MINIMUM") {
-            v = min;
-            return true;
-        }
-        if (w == "MAX" || w == "MAXIMUM") {
-            v = max;
-            return true;
-        }
-        if (w == "DEF" || w == "DEFAULT") {
-            v = def;
-            return true;
-        }
+const Parameter* CommandContext::param(size_t i) {
+    if (i < unit.params.size()) return &unit.params[i];
+    error(err::kMissingParameter);
+    return nullptr;
+}
+
+const Parameter* CommandContext::typedParam(size_t i, Parameter::Type type) {
+    const Parameter* p = param(i);
+    if (p && p->type != type) {
         error(err::kDataType);
-        return false;
+        return nullptr;
     }
+    return p;
+}
+
+// A plain number: decimal or non-decimal, without a unit.
+bool CommandContext::numberParam(const Parameter& p, double& v) {
     if (p.type != Parameter::Type::Number && p.type != Parameter::Type::NonDecimal) {
         error(err::kDataType);
         return false;
@@ -303,7 +297,26 @@ bool CommandContext::integerParam(size_t i, int64_t& v, int64_t min, int64_t max
         error(err::kInvalidSuffix);
         return false;
     }
-    double r = std::nearbyint(p.number);
+    v = std::nearbyint(p.number);
+    return true;
+}
+
+bool CommandContext::integerParam(size_t i, int64_t& v, int64_t min, int64_t max, int64_t def) {
+    const Parameter* p = param(i);
+    if (!p) return false;
+    if (p->type == Parameter::Type::Character) {
+        const std::string w = upperText(p->text);
+        if (w == "MIN" || w == "MINIMUM") v = min;
+        else if (w == "MAX" || w == "MAXIMUM") v = max;
+        else if (w == "DEF" || w == "DEFAULT") v = def;
+        else {
+            error(err::kDataType);
+            return false;
+        }
+        return true;
+    }
+    double r = 0;
+    if (!numberParam(*p, r)) return false;
     if (!(r >= double(min) && r <= double(max))) {
         error(err::kDataOutOfRange);
         return false;
@@ -313,39 +326,22 @@ bool CommandContext::integerParam(size_t i, int64_t& v, int64_t min, int64_t max
 }
 
 bool CommandContext::stringParam(size_t i, std::string& s) {
-    if (i >= unit.params.size()) {
-        error(err::kMissingParameter);
-        return false;
-    }
-    if (unit.params[i].type != Parameter::Type::String) {
-        error(err::kDataType);
-        return false;
-    }
-    s = unit.params[i].text;
-    return true;
+    const Parameter* p = typedParam(i, Parameter::Type::String);
+    if (p) s = p->text;
+    return p != nullptr;
 }
 
 bool CommandContext::wordParam(size_t i, std::string& upperWord) {
-    if (i >= unit.params.size()) {
-        error(err::kMissingParameter);
-        return false;
-    }
-    if (unit.params[i].type != Parameter::Type::Character) {
-        error(err::kDataType);
-        return false;
-    }
-    upperWord = upperText(unit.params[i].text);
-    return true;
+    const Parameter* p = typedParam(i, Parameter::Type::Character);
+    if (p) upperWord = upperText(p->text);
+    return p != nullptr;
 }
 
 bool CommandContext::boolParam(size_t i, bool& v) {
-    if (i >= unit.params.size()) {
-        error(err::kMissingParameter);
-        return false;
-    }
-    const Parameter& p = unit.params[i];
-    if (p.type == Parameter::Type::Character) {
-        const std::string w = upperText(p.text);
+    const Parameter* p = param(i);
+    if (!p) return false;
+    if (p->type == Parameter::Type::Character) {
+        const std::string w = upperText(p->text);
         if (w != "ON" && w != "OFF") {
             error(err::kIllegalParameterValue);
             return false;
@@ -353,29 +349,16 @@ bool CommandContext::boolParam(size_t i, bool& v) {
         v = w == "ON";
         return true;
     }
-    if (p.type != Parameter::Type::Number && p.type != Parameter::Type::NonDecimal) {
-        error(err::kDataType);
-        return false;
-    }
-    if (!p.unit.empty()) {
-        error(err::kInvalidSuffix);
-        return false;
-    }
-    v = std::nearbyint(p.number) != 0;
+    double r = 0;
+    if (!numberParam(*p, r)) return false;
+    v = r != 0;
     return true;
 }
 
 bool CommandContext::blockParam(size_t i, const BlockData*& block) {
-    if (i >= unit.params.size()) {
-        error(err::kMissingParameter);
-        return false;
-    }
-    if (unit.params[i].type != Parameter::Type::Block) {
-        error(err::kDataType);
-        return false;
-    }
-    block = &unit.params[i].block;
-    return true;
+    const Parameter* p = typedParam(i, Parameter::Type::Block);
+    if (p) block = &p->block;
+    return p != nullptr;
 }
 
 }  // namespace qv::sim

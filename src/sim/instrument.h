@@ -155,6 +155,12 @@ public:
     bool blockParam(size_t i, const BlockData*& block);
 
 private:
+    // Parameter i, or the missing-parameter error.
+    const Parameter* param(size_t i);
+    // Parameter i when it has the type, else the matching error.
+    const Parameter* typedParam(size_t i, Parameter::Type type);
+    bool numberParam(const Parameter& p, double& rounded);
+
     bool commandError_ = false;
 };
 
