@@ -8,6 +8,7 @@
 #include "app/main_window.h"
 #include "app/text.h"
 #include "families/registry.h"
+#include "hardcopy/dialect.h"
 #include "hardcopy/hardcopy.h"
 #include "instrument_directory/capabilities.h"
 #include "instrument_directory/visa_scan.h"
@@ -73,14 +74,9 @@ int fail(const char* what, ViStatus s) {
 
 int fail(const char* what, const VIF& v) { return fail(what, v.LastVisaStatus()); }
 
-// A command that timed out usually left its reason in the instrument's error
-// queue (a missing file, an unknown header): one look there, after a device
-// clear that drops a late answer, each read bounded by a short time-out.
-int failWithQueue(const char* what, VIF& v) {
-    const bool timedOut = v.LastVisaStatus() == VI_ERROR_TMO;
-    int rc = fail(what, v);
-    if (!timedOut) return rc;
-    viClear(v.GetHandle());
+// What the instrument's error queue holds, on standard error, each read
+// bounded by a short time-out.
+void printErrorQueue(VIF& v) {
     v.TimeOut(std::min<int32_t>(v.TimeOut(), 1000));
     std::string errors;
     v.PollErrors(errors, "SYST:ERR?", false);
@@ -89,6 +85,17 @@ int failWithQueue(const char* what, VIF& v) {
         std::fprintf(stderr, "%s%s\n", lead.c_str(), entry.c_str());
         lead.assign(lead.size(), ' ');  // further entries line up under the first
     }
+}
+
+// A command that timed out usually left its reason in the instrument's error
+// queue (a missing file, an unknown header): one look there, after a device
+// clear that drops a late answer, each read bounded by a short time-out.
+int failWithQueue(const char* what, VIF& v) {
+    const bool timedOut = v.LastVisaStatus() == VI_ERROR_TMO;
+    int rc = fail(what, v);
+    if (!timedOut) return rc;
+    viClear(v.GetHandle());
+    printErrorQueue(v);
     return rc;
 }
 
@@ -221,17 +228,22 @@ void printRecord(const qv::dir::VISAScan& s, int16_t i) {
     line("Identified", s.DeviceIsIdentified(i) ? "-1" : "0");
 }
 
-int cmdIdentify(const Options& o) {
+// Asks who the resource is; the record's index, -1 when it was not visited.
+int16_t identify(const Options& o, qv::dir::VISAScan& scan) {
     qv::dir::LoadMasterList(qv::dir::VisaDevicesPath());
     qv::dir::ResetRecords();
-    qv::dir::VISAScan scan;
     scan.VisaScanSingleIP(o.args[1], int32_t(o.timeoutMs), 0, {true}, false);
-    if (scan.DeviceCount() < 1) {
+    // The last record is the resource itself (a search may list several).
+    return int16_t(scan.DeviceCount() - 1);
+}
+
+int cmdIdentify(const Options& o) {
+    qv::dir::VISAScan scan;
+    const int16_t last = identify(o, scan);
+    if (last < 0) {
         std::fprintf(stderr, "error: %s was not visited\n", o.args[1].c_str());
         return 1;
     }
-    // The last record is the resource itself (a search may list several).
-    const int16_t last = int16_t(scan.DeviceCount() - 1);
     printRecord(scan, last);
     return scan.DeviceTyp(last) == qv::dir::kNoDevice ? 1 : 0;
 }
@@ -260,11 +272,8 @@ bool copyToStdout(const std::string& file) {
 }
 
 int cmdHardcopy(const Options& o) {
-    qv::dir::LoadMasterList(qv::dir::VisaDevicesPath());
-    qv::dir::ResetRecords();
     qv::dir::VISAScan scan;
-    scan.VisaScanSingleIP(o.args[1], int32_t(o.timeoutMs), 0, {true}, false);
-    const int16_t last = int16_t(scan.DeviceCount() - 1);
+    const int16_t last = identify(o, scan);
     if (last < 0 || scan.DeviceTyp(last) == qv::dir::kNoDevice || scan.DeviceTyp(last) == qv::dir::kDeviceUnknown) {
         std::fprintf(stderr, "error: %s did not answer as an instrument this program knows; check the address\n",
                      o.args[1].c_str());
@@ -300,13 +309,7 @@ int cmdHardcopy(const Options& o) {
         std::remove(out.file.c_str());
         std::fprintf(stderr, "error: the %s sent no picture (%s)\n", tag.c_str(), out.file.c_str());
         VIF v;
-        if (v.OpenDevice(o.args[1], false, false, 1000, false)) {
-            v.TimeOut(1000);
-            std::string errors;
-            v.PollErrors(errors, "SYST:ERR?", false);
-            for (const std::string& entry : qv::app::SplitClean(errors, "\r\n"))
-                std::fprintf(stderr, "  the instrument reports: %s\n", entry.c_str());
-        }
+        if (v.OpenDevice(o.args[1], false, false, 1000, false)) printErrorQueue(v);
         return 1;
     }
     if (!toStdout) {
@@ -314,9 +317,10 @@ int cmdHardcopy(const Options& o) {
         return 0;
     }
     bool ok = copyToStdout(out.file);
-    // Whatever the dialect left under the temporary stem goes (the PNG a JPEG was made from).
-    for (const char* ext : {".png", ".PNG", ".jpg", ".bmp", ".wmf", ".WMF", ".EMF", ".pcx"})
-        std::remove((r.stem + ext).c_str());
+    // What the dialect left under the temporary stem goes: the picture, and
+    // the file it arrived as when that was converted.
+    std::remove(out.file.c_str());
+    std::remove((r.stem + "." + std::string(qv::hardcopy::dialectFor(tag).extension)).c_str());
     std::remove(r.stem.c_str());
     if (!ok) std::fprintf(stderr, "error: the picture could not be written to standard output\n");
     return ok ? 0 : 1;

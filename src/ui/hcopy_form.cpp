@@ -6,6 +6,7 @@
 #include "ui/main_form.h"
 #include "ui/picture_files.h"
 #include "ui/printing_ops.h"
+#include "ui/qt_host.h"
 #include "ui/splash.h"
 
 #include <QApplication>
@@ -28,10 +29,6 @@
 #include <QVBoxLayout>
 
 namespace qv::ui {
-
-namespace {
-QString qs(const std::string& s) { return QString::fromStdString(s); }
-}  // namespace
 
 HCopyForm::HCopyForm(MainForm& main, QWidget* parent) : QWidget(parent), main_(main) {
     setObjectName("HCopyForm");

@@ -445,3 +445,44 @@ TEST(Hardcopy, TheFileNameFollowsTheNamingRule) {
 }
 
 }  // namespace
+
+namespace {
+
+// The command line runs the same hardcopy: the file it names, standard
+// output, and a refusal.
+qvtest::CommandResult cli(const std::string& args, const std::string& environment = {}) {
+    return qvtest::runCommand(environment + qvtest::binPath("quilvane-cli") + " " + args);
+}
+
+TEST(HardcopyCli, WritesTheFamilysFormatUnderTheGivenNameAndSaysSo) {
+    Rig rig("TKD");
+    const std::string stem = rig.dir.file("bench");
+    qvtest::CommandResult r = cli("hardcopy " + rig.request.resource + " -o " + stem + " --color off");
+    ASSERT_EQ(r.exitCode, 0) << r.output;
+    EXPECT_NE(r.output.find(stem + ".WMF"), std::string::npos) << r.output;
+    EXPECT_TRUE(hasFormat(qvtest::readFile(stem + ".WMF"), Format::Wmf));
+    std::vector<std::string> lines = qvtest::readLines(rig.log);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "HCOP:DEV:COL OFF"), 1);
+}
+
+TEST(HardcopyCli, WritesThePictureToStandardOutputAndLeavesNoFiles) {
+    Rig rig("TKG");
+    qvtest::TempDir scratch;
+    qvtest::CommandResult r =
+        cli("hardcopy " + rig.request.resource + " -o - 2>/dev/null", "TMPDIR=" + scratch.path() + " ");
+    ASSERT_EQ(r.exitCode, 0);
+    EXPECT_TRUE(hasFormat(r.output, Format::Jpeg));
+    EXPECT_GT(decode(r.output).width, 40u);
+    // Neither the JPEG nor the PNG it was made from stays behind.
+    EXPECT_TRUE(qvtest::runCommand("ls -A " + scratch.path()).output.empty());
+}
+
+TEST(HardcopyCli, AnInstrumentThatStopsAnsweringEndsWithAReason) {
+    Rig rig("TKD", {"--fault", "silent@*OPC?"});
+    qvtest::CommandResult r = cli("hardcopy " + rig.request.resource + " -o " + rig.dir.file("x"));
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_NE(r.output.find("stopped answering"), std::string::npos) << r.output;
+    EXPECT_FALSE(qvtest::fileExists(rig.dir.file("x.WMF")));
+}
+
+}  // namespace
