@@ -13,7 +13,7 @@ constexpr auto kGenerator = UCorGroup::Generator;
 constexpr auto kAnalyzer = UCorGroup::Analyzer;
 
 // Tag, kind, drives, start drive, separator, user correction group, pictures
-// as files; the dialect slots start empty.
+// as files, relative file names; the dialect slots start empty.
 std::vector<Family> table() {
     // clang-format off
     return {
@@ -44,9 +44,9 @@ std::vector<Family> table() {
         {"DOC",  "audio analyzer",                      {"C:", "D:"},       "C:", '\\', kAnalyzer, false},
         {"MYI",  "oscilloscope, binary waveforms",      {"C:"},             "C:", '\\', kAnalyzer, false},
         {"MYE",  "oscilloscope, text waveforms",        {"/USB_FRONT", "/USB_REAR", "/INT"}, "/INT", '/', kAnalyzer, false},
-        {"BJY",  "radio communication tester",          {"INT:", "EXT:"},   "INT:", '\\', kAnalyzer, true},
+        {"BJY",  "radio communication tester",          {"INT:", "EXT:"},   "INT:", '\\', kAnalyzer, true,  true},
         {"BJX",  "radio communication tester",          {"C:", "D:"},       "D:", '\\', kAnalyzer, false},
-        {"BQS",  "radio communication tester",          {"INT:", "EXT:"},   "INT:", '\\', kAnalyzer, false},
+        {"BQS",  "radio communication tester",          {"INT:", "EXT:"},   "INT:", '\\', kAnalyzer, false, true},
         {"PZB",  "power sensor base unit",              {"C:", "D:"},       "D:", '\\', kAnalyzer, false},
         {"PWEF", "power meter",                         {"A:", "C:", "D:"}, "C:", '\\', kAnalyzer, false},
         {"PWE",  "power meter",                         {},                 "",   '\\', kAnalyzer, false},

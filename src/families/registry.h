@@ -39,6 +39,9 @@ struct Family {
     // The family hands its screen pictures over as files: a hardcopy opens
     // the file browser instead.
     bool picturesAsFiles = false;
+    // The browser's own file commands name files relative to the current
+    // folder instead of by full path.
+    bool relativeFileNames = false;
 
     // Dialects attached by the subsystems; nullptr where the family has none.
     const hardcopy::Dialect* hardcopy = nullptr;
