@@ -241,22 +241,6 @@ double visaBlockMBps(const std::string& res, const std::string& target, uint64_t
     return double(len) / secs / 1e6;
 }
 
-bool fillFile(const std::string& path, uint64_t bytes) {
-    FILE* f = std::fopen(path.c_str(), "wb");
-    if (!f) return false;
-    std::vector<unsigned char> buf(1 << 20);
-    for (size_t i = 0; i < buf.size(); ++i) buf[i] = static_cast<unsigned char>(i * 131 + 7);
-    for (uint64_t left = bytes; left > 0;) {
-        size_t n = size_t(std::min<uint64_t>(left, buf.size()));
-        if (std::fwrite(buf.data(), 1, n, f) != n) {
-            std::fclose(f);
-            return false;
-        }
-        left -= n;
-    }
-    return std::fclose(f) == 0;
-}
-
 // The better of two runs: the first may still pay for warming caches.
 // The same block through VIF::ReadFileFromInstrument, in MB/s.
 double vifFileMBps(const std::string& res, const std::string& target, uint64_t expect) {
@@ -317,7 +301,25 @@ void pyvisa(const std::string& socketRes, int pmapPort, uint64_t blockBytes, int
 
 }  // namespace
 
+// Shared with the other benchmarks: a file of real bytes.
+bool fillFile(const std::string& path, uint64_t bytes) {
+    FILE* f = std::fopen(path.c_str(), "wb");
+    if (!f) return false;
+    std::vector<unsigned char> buf(1 << 20);
+    for (size_t i = 0; i < buf.size(); ++i) buf[i] = static_cast<unsigned char>(i * 131 + 7);
+    for (uint64_t left = bytes; left > 0;) {
+        size_t n = size_t(std::min<uint64_t>(left, buf.size()));
+        if (std::fwrite(buf.data(), 1, n, f) != n) {
+            std::fclose(f);
+            return false;
+        }
+        left -= n;
+    }
+    return std::fclose(f) == 0;
+}
+
 bool benchScan(int instruments);  // scan_bench.cpp
+bool benchBrowser(uint64_t blockBytes);  // browser_bench.cpp
 bool benchHardcopy();             // hardcopy_bench.cpp
 void benchHardcopyWindow();       // hardcopy_bench.cpp
 
@@ -348,6 +350,7 @@ int main(int argc, char** argv) {
     bool withPyvisa = true;
     bool scanOnly = false;
     bool hardcopyOnly = false;
+    bool browserOnly = false;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         if (a == "--block-mib" && i + 1 < argc) blockMiB = std::strtoull(argv[++i], nullptr, 10);
@@ -356,10 +359,11 @@ int main(int argc, char** argv) {
         else if (a == "--no-pyvisa") withPyvisa = false;
         else if (a == "--scan-only" || a == "--directory-only") scanOnly = true;
         else if (a == "--hardcopy-only") hardcopyOnly = true;
+        else if (a == "--browser-only") browserOnly = true;
         else {
             std::fprintf(stderr,
                          "usage: quilvane-bench [--block-mib N] [--pyvisa-block-mib N] [--rounds N] [--no-pyvisa] "
-                         "[--directory-only] [--hardcopy-only]\n");
+                         "[--directory-only] [--hardcopy-only] [--browser-only]\n");
             return 2;
         }
     }
@@ -369,12 +373,15 @@ int main(int argc, char** argv) {
         benchHardcopyWindow();
         return ok ? 0 : 1;
     }
+    // --browser-only: the file browser's figures, nothing else.
+    if (browserOnly) return benchBrowser(uint64_t(blockMiB) << 20) ? 0 : 1;
     // The scan first: it serves its own instruments in this process.
     const bool scanned = benchScan(50);
     benchStartup();
     if (!scanOnly) {
         benchHardcopy();
         benchHardcopyWindow();
+        benchBrowser(uint64_t(blockMiB) << 20);
     }
     // --directory-only: the two figures of finding instruments, nothing else.
     if (scanOnly) return scanned ? 0 : 1;

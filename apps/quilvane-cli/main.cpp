@@ -2,6 +2,8 @@
 // users who want to see what an instrument answers and for scripts. Every
 // command goes through VIF, as the program's windows do, so --log shows the
 // same I/O log a user would get from the program.
+#include "cli.h"
+
 #include "app/context.h"
 #include "app/host.h"
 #include "app/iniio.h"
@@ -26,19 +28,9 @@
 #include <vector>
 
 using qv::io::VIF;
+using namespace qv::cli;
 
 namespace {
-
-struct Options {
-    uint32_t timeoutMs = 5000;
-    bool timeoutGiven = false;
-    std::string logFile;
-    int logLevel = 2;
-    std::string iniFile;  // scan: the settings file
-    std::string output;   // hardcopy: the file without extension; "-": standard output
-    bool color = true;    // hardcopy
-    std::vector<std::string> args;  // command word first
-};
 
 const char* const kUsage =
     "usage: quilvane-cli [--timeout MS] [--log FILE [--log-level N]] COMMAND ...\n"
@@ -57,47 +49,14 @@ const char* const kUsage =
     "                         \"-\" writes the picture to standard output\n"
     "  scan [--ini FILE]      scan the instruments configured in FILE (default: the user's\n"
     "                         Quilvane.ini) and print instrument, resource and computer name\n"
+    "  ls RES PATH            list the instrument's folder PATH: name, then size in bytes or DIR\n"
+    "  get RES REMOTE LOCAL   fetch the instrument's file REMOTE into LOCAL (\"-\": standard output)\n"
+    "  put RES LOCAL FOLDER   send the local file LOCAL into the instrument's folder FOLDER\n"
+    "  mkdir RES PATH         make the folder PATH on the instrument\n"
+    "  rm RES PATH            delete the file or (empty) folder PATH on the instrument\n"
+    "                         PATH as the instrument names it: D:\\USER\\x.set, /hdd/x.wv, INT:\\\n"
     "RES is a VISA resource, e.g. TCPIP::192.168.1.20::INSTR or TCPIP::host::5025::SOCKET.\n"
     "--log writes every VISA call to FILE: level 1 failures, 2 calls (default), 3 calls with all data.\n";
-
-int fail(const char* what, ViStatus s) {
-    if (s >= 0) {
-        std::fprintf(stderr, "error: %s failed\n", what);
-        return 1;
-    }
-    std::fprintf(stderr, "error: %s: %s (0x%s): %s\n", what, qv::visa::statusName(s).c_str(),
-                 qv::visa::statusHex(s).c_str(), qv::visa::statusText(s).c_str());
-    std::string why = qv::visa::lastMessage();
-    if (!why.empty()) std::fprintf(stderr, "  %s\n", why.c_str());
-    return 1;
-}
-
-int fail(const char* what, const VIF& v) { return fail(what, v.LastVisaStatus()); }
-
-// What the instrument's error queue holds, on standard error, each read
-// bounded by a short time-out.
-void printErrorQueue(VIF& v) {
-    v.TimeOut(std::min<int32_t>(v.TimeOut(), 1000));
-    std::string errors;
-    v.PollErrors(errors, "SYST:ERR?", false);
-    std::string lead = "  the instrument reports: ";
-    for (const std::string& entry : qv::app::SplitClean(errors, "\r\n")) {
-        std::fprintf(stderr, "%s%s\n", lead.c_str(), entry.c_str());
-        lead.assign(lead.size(), ' ');  // further entries line up under the first
-    }
-}
-
-// A command that timed out usually left its reason in the instrument's error
-// queue (a missing file, an unknown header): one look there, after a device
-// clear that drops a late answer, each read bounded by a short time-out.
-int failWithQueue(const char* what, VIF& v) {
-    const bool timedOut = v.LastVisaStatus() == VI_ERROR_TMO;
-    int rc = fail(what, v);
-    if (!timedOut) return rc;
-    viClear(v.GetHandle());
-    printErrorQueue(v);
-    return rc;
-}
 
 // Opens the way the program's windows do, without draining the error queue:
 // the user may want to read it.
@@ -138,11 +97,6 @@ int cmdPoll(VIF& v, const Options&) {
     if (found && errors.empty()) return fail("poll", v);
     std::printf("%s\n", errors.empty() ? "0,\"No error\"" : errors.c_str());
     return 0;
-}
-
-long fileSize(const std::string& path) {
-    struct stat st {};
-    return stat(path.c_str(), &st) == 0 ? long(st.st_size) : -1;
 }
 
 int cmdFetch(VIF& v, const Options& o) {
@@ -228,15 +182,6 @@ void printRecord(const qv::dir::VISAScan& s, int16_t i) {
     line("Identified", s.DeviceIsIdentified(i) ? "-1" : "0");
 }
 
-// Asks who the resource is; the record's index, -1 when it was not visited.
-int16_t identify(const Options& o, qv::dir::VISAScan& scan) {
-    qv::dir::LoadMasterList(qv::dir::VisaDevicesPath());
-    qv::dir::ResetRecords();
-    scan.VisaScanSingleIP(o.args[1], int32_t(o.timeoutMs), 0, {true}, false);
-    // The last record is the resource itself (a search may list several).
-    return int16_t(scan.DeviceCount() - 1);
-}
-
 int cmdIdentify(const Options& o) {
     qv::dir::VISAScan scan;
     const int16_t last = identify(o, scan);
@@ -257,19 +202,6 @@ public:
         return fileSize(file) > 0;
     }
 };
-
-// Copies a file to standard output; false when it cannot be read whole.
-bool copyToStdout(const std::string& file) {
-    FILE* in = std::fopen(file.c_str(), "rb");
-    if (!in) return false;
-    char buf[1 << 16];
-    size_t n = 0;
-    bool ok = true;
-    while ((n = std::fread(buf, 1, sizeof buf, in)) > 0) ok = ok && std::fwrite(buf, 1, n, stdout) == n;
-    ok = ok && !std::ferror(in);
-    std::fclose(in);
-    return ok && std::fflush(stdout) == 0;
-}
 
 int cmdHardcopy(const Options& o) {
     qv::dir::VISAScan scan;
@@ -359,6 +291,11 @@ const DirectoryCommand kDirectoryCommands[] = {
     {"identify", 1, 1, cmdIdentify},
     {"hardcopy", 1, 1, cmdHardcopy},
     {"scan", 0, 0, cmdScan},
+    {"ls", 2, 2, cmdLs},
+    {"get", 3, 3, cmdGet},
+    {"put", 3, 3, cmdPut},
+    {"mkdir", 2, 2, cmdMkdir},
+    {"rm", 2, 2, cmdRm},
 };
 
 bool number(const char* text, unsigned long max, unsigned long& out) {

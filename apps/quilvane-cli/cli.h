@@ -1,0 +1,49 @@
+// What the command line's commands share: the parsed options and the ways
+// they report a failure.
+#pragma once
+
+#include "instrument_io/vif.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace qv::dir {
+class VISAScan;
+}
+
+namespace qv::cli {
+
+struct Options {
+    uint32_t timeoutMs = 5000;
+    bool timeoutGiven = false;
+    std::string logFile;
+    int logLevel = 2;
+    std::string iniFile;  // scan: the settings file
+    std::string output;   // hardcopy: the file without extension; "-": standard output
+    bool color = true;    // hardcopy
+    std::vector<std::string> args;  // command word first
+};
+
+// "error: <what>: <VISA status and its text>" on standard error; returns 1.
+int fail(const char* what, ViStatus s);
+int fail(const char* what, const io::VIF& v);
+// What the instrument's error queue holds, on standard error.
+void printErrorQueue(io::VIF& v);
+// fail, then after a time-out one look at the error queue.
+int failWithQueue(const char* what, io::VIF& v);
+long fileSize(const std::string& path);
+// Copies a file to standard output; false when it cannot be read whole.
+bool copyToStdout(const std::string& file);
+// Asks who the resource (args[1]) is; the record's index, -1 when it was not
+// visited.
+int16_t identify(const Options& o, dir::VISAScan& scan);
+
+// The file commands (ls, get, put, mkdir, rm).
+int cmdLs(const Options& o);
+int cmdGet(const Options& o);
+int cmdPut(const Options& o);
+int cmdMkdir(const Options& o);
+int cmdRm(const Options& o);
+
+}  // namespace qv::cli
