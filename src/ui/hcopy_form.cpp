@@ -149,6 +149,16 @@ bool HCopyForm::showPicture(const std::string& file, hardcopy::Route route, std:
     return !img.isNull();
 }
 
+bool HCopyForm::showPictureFile(const std::string& file) {
+    std::string why;
+    if (!showPicture(file, hardcopy::Route::Loader, why)) {
+        app::host().message("ERROR", "The picture " + file + " cannot be shown: " + why + ".", app::Icon::Warning);
+        return false;
+    }
+    fitToPicture();
+    return true;
+}
+
 void HCopyForm::fitToPicture() {
     image_->adjustSize();
     image_->update();

@@ -30,6 +30,9 @@ public:
 
     // Fetches the picture (the Update hot key lands here).
     void GetHardcopy();
+    // Shows a picture file that came by another way (the file browser's
+    // fetch); false, after saying why, when it cannot be shown.
+    bool showPictureFile(const std::string& file);
     // The Update button: the hot key pair, then the clipboard rule.
     void clickUpdate();
     void clickSave();

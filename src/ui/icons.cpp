@@ -3,6 +3,7 @@
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
+#include <algorithm>
 #include <cmath>
 
 namespace qv::ui {
@@ -163,6 +164,38 @@ QPixmap ProgramEmblem(int size) {
     return pm;
 }
 
+namespace {
+// A folder: its tab and its body, filled.
+void FolderPath(QPainter& p, qreal s, const QColor& fill) {
+    QPainterPath f;
+    f.moveTo(s * 0.1, s * 0.28);
+    f.lineTo(s * 0.38, s * 0.28);
+    f.lineTo(s * 0.45, s * 0.36);
+    f.lineTo(s * 0.9, s * 0.36);
+    f.lineTo(s * 0.9, s * 0.82);
+    f.lineTo(s * 0.1, s * 0.82);
+    f.closeSubpath();
+    p.setBrush(fill);
+    p.drawPath(f);
+    p.setBrush(Qt::NoBrush);
+}
+// A sheet with a folded corner.
+void SheetPath(QPainter& p, qreal s) {
+    QPainterPath f;
+    f.moveTo(s * 0.24, s * 0.1);
+    f.lineTo(s * 0.6, s * 0.1);
+    f.lineTo(s * 0.76, s * 0.26);
+    f.lineTo(s * 0.76, s * 0.9);
+    f.lineTo(s * 0.24, s * 0.9);
+    f.closeSubpath();
+    p.setBrush(Qt::white);
+    p.drawPath(f);
+    p.setBrush(Qt::NoBrush);
+    p.drawLine(QPointF(s * 0.6, s * 0.1), QPointF(s * 0.6, s * 0.26));
+    p.drawLine(QPointF(s * 0.6, s * 0.26), QPointF(s * 0.76, s * 0.26));
+}
+}  // namespace
+
 QPixmap ToolPicture(ToolGlyph glyph, int size) {
     QPixmap pm(size, size);
     pm.fill(Qt::transparent);
@@ -203,6 +236,59 @@ QPixmap ToolPicture(ToolGlyph glyph, int size) {
             p.drawRoundedRect(QRectF(s * 0.14, s * 0.36, s * 0.72, s * 0.3), s * 0.05, s * 0.05);
             p.setBrush(Qt::white);
             p.drawRect(QRectF(s * 0.3, s * 0.56, s * 0.4, s * 0.3));
+            break;
+        }
+        case ToolGlyph::NewFolder: {
+            // A folder with a plus in its corner.
+            FolderPath(p, s, QColor(0xf2, 0xc2, 0x5c));
+            p.setPen(QPen(QColor(0x1f, 0x9e, 0x89), s * 0.09, Qt::SolidLine, Qt::RoundCap));
+            p.drawLine(QPointF(s * 0.72, s * 0.12), QPointF(s * 0.72, s * 0.38));
+            p.drawLine(QPointF(s * 0.59, s * 0.25), QPointF(s * 0.85, s * 0.25));
+            break;
+        }
+        case ToolGlyph::Delete: {
+            // A bin with its lid.
+            p.drawLine(QPointF(s * 0.2, s * 0.26), QPointF(s * 0.8, s * 0.26));
+            p.drawLine(QPointF(s * 0.42, s * 0.16), QPointF(s * 0.58, s * 0.16));
+            QPainterPath bin;
+            bin.moveTo(s * 0.27, s * 0.26);
+            bin.lineTo(s * 0.32, s * 0.84);
+            bin.lineTo(s * 0.68, s * 0.84);
+            bin.lineTo(s * 0.73, s * 0.26);
+            p.drawPath(bin);
+            p.setPen(QPen(QColor(0xc8, 0x3c, 0x3c), s * 0.06, Qt::SolidLine, Qt::RoundCap));
+            p.drawLine(QPointF(s * 0.43, s * 0.4), QPointF(s * 0.57, s * 0.7));
+            p.drawLine(QPointF(s * 0.57, s * 0.4), QPointF(s * 0.43, s * 0.7));
+            break;
+        }
+        case ToolGlyph::Open: {
+            // A sheet with an eye-like window on it: show the file.
+            SheetPath(p, s);
+            p.setPen(QPen(QColor(0x2f, 0x7d, 0xd1), s * 0.06));
+            p.drawEllipse(QRectF(s * 0.38, s * 0.48, s * 0.24, s * 0.24));
+            break;
+        }
+    }
+    return pm;
+}
+
+QPixmap FilePicture(FileGlyph glyph, int size) {
+    QPixmap pm(size, size);
+    pm.fill(Qt::transparent);
+    QPainter p(&pm);
+    p.setRenderHint(QPainter::Antialiasing);
+    const qreal s = size;
+    p.setPen(QPen(QColor(0x33, 0x44, 0x55), std::max(1.0, s * 0.05), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    switch (glyph) {
+        case FileGlyph::Folder: FolderPath(p, s, QColor(0xf2, 0xc2, 0x5c)); break;
+        case FileGlyph::File: SheetPath(p, s); break;
+        case FileGlyph::Drive: {
+            // A drive's case with its light.
+            p.setBrush(QColor(0xdd, 0xe3, 0xea));
+            p.drawRoundedRect(QRectF(s * 0.1, s * 0.34, s * 0.8, s * 0.34), s * 0.06, s * 0.06);
+            p.setPen(Qt::NoPen);
+            p.setBrush(QColor(0x1f, 0x9e, 0x89));
+            p.drawEllipse(QRectF(s * 0.7, s * 0.47, s * 0.09, s * 0.09));
             break;
         }
     }

@@ -11,6 +11,7 @@
 #include "ui/error_form.h"
 #include "ui/hcopy_form.h"
 #include "ui/icons.h"
+#include "ui/inst_file_form.h"
 #include "ui/ip_resolve.h"
 #include "ui/qt_host.h"
 #include "ui/remote_editor_form.h"
@@ -120,7 +121,12 @@ const std::array<MainForm::MenuHandler, qv::app::kMenuIdCount>& MainForm::menuHa
         f.CheckSkinEntry(static_cast<int>(id) - static_cast<int>(MenuId::WindowSkins1) + 1);
         f.statusBar()->showMessage("Skins are not available in this build; the built-in look stays.", 4000);
     };
-    // Display colours and the popup entries have no action here.
+    static constexpr MenuHandler viewMode = [](MainForm& f, MenuId id) {
+        if (InstFileForm* w = f.fileMenuTarget())
+            w->setViewMode(static_cast<int>(id) - static_cast<int>(MenuId::FMVIEWMODE0));
+    };
+    // Display colours, the trace popup and rename (instruments offer no
+    // rename) have no action here.
     static const Row rows[] = {
         {MenuId::MFileVISARsc, [](MainForm& f, MenuId) { f.OpenRemoteInterfaces(); }},
         {MenuId::MFileSettings,
@@ -132,6 +138,18 @@ const std::array<MainForm::MenuHandler, qv::app::kMenuIdCount>& MainForm::menuHa
         {MenuId::MNewInstFileBrow, [](MainForm& f, MenuId) { f.runNewInstFileBrow(); }},
         {MenuId::MNewInstTables, [](MainForm& f, MenuId) { f.runNewInstTables(); }},
         {MenuId::MNewInstScripts, [](MainForm& f, MenuId) { f.runNewInstScripts(); }},
+        {MenuId::FMOPEN,
+         [](MainForm& f, MenuId) {
+             if (InstFileForm* w = f.fileMenuTarget()) w->OpenFile(true);
+         }},
+        {MenuId::FMSAVETO,
+         [](MainForm& f, MenuId) {
+             if (InstFileForm* w = f.fileMenuTarget()) w->OpenFile(false);
+         }},
+        {MenuId::FMVIEWMODE0, viewMode},
+        {MenuId::FMVIEWMODE1, viewMode},
+        {MenuId::FMVIEWMODE2, viewMode},
+        {MenuId::FMVIEWMODE3, viewMode},
         {MenuId::MUtilAllPollStatus, later},
         {MenuId::MUtilAllInterAct, later},
         {MenuId::MUtilAllRawRead, later},
@@ -533,7 +551,30 @@ void MainForm::runNewHardcopy() {
     // PasteWord waits for the word processor hand-over, which this build lacks.
 }
 void MainForm::runNewTrace() { notAvailable(MenuId::MNewTrace); }
-void MainForm::runNewInstFileBrow() { notAvailable(MenuId::MNewInstFileBrow); }
+void MainForm::runNewInstFileBrow() {
+    auto* form = new InstFileForm(*this);
+    form->MyVISARsc = logic_.MyVISARsc;
+    form->MyDevType = logic_.MyDevType;
+    const qv::family::Family* f = qv::family::find(logic_.MyDevType);
+    form->Separator = f ? f->separator : '\\';
+    openChild(form);
+    qv::app::host().processEvents();
+    form->Load();
+}
+
+InstFileForm* MainForm::fileMenuTarget() const {
+    if (fileMenuFor_) return fileMenuFor_;
+    QMdiSubWindow* sub = mdi_->activeSubWindow();
+    return sub ? qobject_cast<InstFileForm*>(sub->widget()) : nullptr;
+}
+
+void MainForm::showInstFileMenu(InstFileForm* form, const QPoint& globalPos) {
+    QMenu* m = instFileMenu();
+    if (!m) return;
+    fileMenuFor_ = form;
+    m->exec(globalPos);
+    fileMenuFor_ = nullptr;
+}
 void MainForm::runNewInstTables() { notAvailable(MenuId::MNewInstTables); }
 void MainForm::runNewInstScripts() { notAvailable(MenuId::MNewInstScripts); }
 

@@ -19,10 +19,12 @@ class QLabel;
 class QMdiArea;
 class QMdiSubWindow;
 class QMenu;
+class QPoint;
 
 namespace qv::ui {
 
 class BigButtonWidget;
+class InstFileForm;
 class QtHost;
 class SplashStart;
 class SplashForm;
@@ -61,6 +63,9 @@ public:
     void SetCaptionToInstrument(QWidget* window) const;
     // Puts a window into the work area and shows it.
     QMdiSubWindow* openChild(QWidget* w);
+    // The instrument file menu over a browser window's list; its entries
+    // act on that window.
+    void showInstFileMenu(InstFileForm* form, const QPoint& globalPos);
     // The progress splash other windows open around long work.
     SplashForm* showProgressSplash(bool showCancel);
     // Runs the action of a big button as its click does.
@@ -107,6 +112,9 @@ private:
     void runNewInstFileBrow();
     void runNewInstTables();
     void runNewInstScripts();
+    // The browser window the instrument file menu acts on: the one that
+    // showed it, else the active child.
+    InstFileForm* fileMenuTarget() const;
     void chooseSaveFolder();
     void arrange(int mode);
     void updateIpVisibility();
@@ -131,6 +139,7 @@ private:
     QMap<int, BigButtonWidget*> buttons_;
     QPointer<SplashStart> splash_;
     QPointer<QWidget> editor_, settings_, ipResolve_, supDevices_;
+    QPointer<InstFileForm> fileMenuFor_;
     bool started_ = false;
     bool exiting_ = false;
     // EndLoad waits for both: the start splash gone and the load event over
