@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 std::string folderToList(std::string_view path, char separator) {
     std::string folder(path);
-    if (!folder.empty() && folder.find(separator) == std::string::npos) folder += separator;
+    if (!folder.empty() && folder.back() != separator) folder += separator;
     return folder;
 }
 

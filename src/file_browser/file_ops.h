@@ -17,8 +17,9 @@ namespace qv::file_browser {
 
 // ---- paths as the browser builds them (its label holds the current one)
 
-// The folder a refresh lists: the path with a separator appended when it
-// holds none ("C:" gives "C:\", "/hdd" gives "/hdd/", TKG's "/" gives "/\").
+// The folder a refresh lists: the path with the separator appended when it
+// does not end in one ("C:" gives "C:\", "/hdd" gives "/hdd/", TKG's "/"
+// gives "/\"); empty stays empty.
 std::string folderToList(std::string_view path, char separator);
 // Up one level: cut after the last separator before the final character
 // ("C:\A\B\" gives "C:\A\"); empty when there is no such separator.
