@@ -402,14 +402,16 @@ bool InstFileForm::DirRefr(const std::string& path) {
     std::string unanswered;
     const bool ok = fb::ListDirectory(*device_, MyDevType, folder, listed, empty, &unanswered);
     if (!unanswered.empty()) {
-        // A silent instrument is not an empty folder: the old rows stay.
+        // A silent instrument is not an empty folder: the old rows stay. A
+        // listing that failed on it has already said what it says.
         device_.reset();
         openFailed_ = true;
-        host().message("Instrument Files",
-                       "The instrument did not answer \"" + unanswered + "\", so the folder " + folder +
-                           " could not be listed.\r\nCheck that " + MyVISARsc +
-                           " is switched on and connected, then choose Refresh.",
-                       app::Icon::Warning);
+        if (ok)
+            host().message("Instrument Files",
+                           "The instrument did not answer \"" + unanswered + "\", so the folder " + folder +
+                               " could not be listed.\r\nCheck that " + MyVISARsc +
+                               " is switched on and connected, then choose Refresh.",
+                           app::Icon::Warning);
         return false;
     }
     if (!ok) return false;

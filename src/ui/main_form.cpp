@@ -564,7 +564,8 @@ void MainForm::runNewInstFileBrow() {
 
 InstFileForm* MainForm::fileMenuTarget() const {
     if (fileMenuFor_) return fileMenuFor_;
-    QMdiSubWindow* sub = mdi_->activeSubWindow();
+    // The current child, which stays current while a popup has the focus.
+    QMdiSubWindow* sub = mdi_->currentSubWindow();
     return sub ? qobject_cast<InstFileForm*>(sub->widget()) : nullptr;
 }
 

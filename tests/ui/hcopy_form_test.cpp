@@ -2,6 +2,7 @@
 // fetches the picture, and Update, Save, Copy act on what it shows.
 #include "hardcopy/hardcopy.h"
 #include "ui/hcopy_form.h"
+#include "ui/inst_file_form.h"
 #include "ui/main_form.h"
 #include "ui/picture_files.h"
 #include "scripted_host.h"
@@ -129,14 +130,15 @@ TEST_P(HCopySaveTest, WritesTheFormatTheExtensionNames) {
 
 INSTANTIATE_TEST_SUITE_P(Formats, HCopySaveTest, ::testing::Values("bmp", "png", "jpg", "wmf", "EMF", "pcx"));
 
-TEST(HCopyForm, TheFamilyThatKeepsPicturesAsFilesOpensNoHardcopyWindow) {
+TEST(HCopyForm, TheFamilyThatKeepsPicturesAsFilesOpensTheFileBrowserInstead) {
     ScriptedHost host;
     WindowRig rig("BJY");
     EXPECT_EQ(rig.openHardcopy(), nullptr);
     EXPECT_EQ(rig.logCount("HCOP"), 0);
-    // It went to the file browser's entry, which says it is not in this build yet.
-    ASSERT_EQ(host.messages().size(), 1u);
-    EXPECT_NE(host.messages()[0].text.find("is not available in this build."), std::string::npos);
+    auto* browser = rig.form->findChild<qv::ui::InstFileForm*>("InstFileForm");
+    ASSERT_NE(browser, nullptr);
+    EXPECT_EQ(browser->currentPath(), "INT:\\USERDATA\\PRINT\\");
+    EXPECT_TRUE(host.messages().empty()) << host.messages()[0].text;
 }
 
 }  // namespace
