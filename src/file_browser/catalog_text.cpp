@@ -22,11 +22,9 @@ bool numberStarts(std::string_view text) {
     return i < text.size() && text[i] >= '0' && text[i] <= '9';
 }
 
-QuotedList splitElements(std::string text) {
-    QuotedList list;
+void splitElements(std::string text, QuotedList& list) {
     list.text = std::move(text);
     list.elements = split(dropEnds(list.text), kElementSeparator);
-    return list;
 }
 
 }  // namespace
@@ -76,23 +74,26 @@ void removeAll(std::string& text, std::string_view pattern) {
     text.swap(kept);
 }
 
-QuotedList plainQuotedList(std::string_view answer) {
+void plainQuotedList(std::string_view answer, QuotedList& list) {
+    list.text.clear();
+    list.elements.clear();
     std::string text = clean(answer);
     text = clean(skipField(text));
     // Only the header came: nothing is listed.
-    if (text.find(',') == std::string::npos) return {};
+    if (text.find(',') == std::string::npos) return;
     text = clean(skipField(text));
-    if (text.empty()) return {};
-    return splitElements(std::move(text));
+    if (!text.empty()) splitElements(std::move(text), list);
 }
 
-QuotedList quotedListWithoutDots(std::string_view answer, bool withHeader, std::string_view dot1,
-                                 std::string_view dot2) {
+void quotedListWithoutDots(std::string_view answer, bool withHeader, std::string_view dot1, std::string_view dot2,
+                           QuotedList& list) {
+    list.text.clear();
+    list.elements.clear();
     std::string text = clean(answer);
-    if (text.empty()) return {};
+    if (text.empty()) return;
     if (withHeader) {
         std::string_view rest = skipField(text);
-        if (rest.find(',') == std::string_view::npos) return {};
+        if (rest.find(',') == std::string_view::npos) return;
         text = std::string(skipField(rest));
     }
     for (std::string_view dot : {dot1, dot2})
@@ -100,8 +101,7 @@ QuotedList quotedListWithoutDots(std::string_view answer, bool withHeader, std::
     for (std::string_view dot : {dot1, dot2})
         if (!dot.empty()) removeAll(text, "\"" + std::string(dot) + "\"");
     if (!text.empty() && text.front() == ',') text.erase(0, 1);
-    if (text.empty()) return {};
-    return splitElements(std::move(text));
+    if (!text.empty()) splitElements(std::move(text), list);
 }
 
 bool elementFields(std::string_view element, ElementFields& out) {
@@ -109,10 +109,10 @@ bool elementFields(std::string_view element, ElementFields& out) {
     if (first == std::string_view::npos) return false;
     size_t second = element.find(',', first + 1);
     if (second == std::string_view::npos) return false;
-    size_t third = element.find(',', second + 1);
+    const size_t third = element.find(',', second + 1);
     out.name = element.substr(0, first);
     out.type = element.substr(first + 1, second - first - 1);
-    out.size = element.substr(second + 1, third == std::string_view::npos ? std::string_view::npos : third - second - 1);
+    out.size = element.substr(second + 1, third == std::string_view::npos ? third : third - second - 1);
     return true;
 }
 

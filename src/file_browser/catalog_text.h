@@ -32,20 +32,24 @@ std::string_view dropEnds(std::string_view text);
 void removeAll(std::string& text, std::string_view pattern);
 
 // The elements of a quoted list, `used,free,"name,type,size",...`, as views
-// into text, which the list owns.
+// into text, which the list owns. Filled in place and never copied or
+// moved: a short text moves by copy, which would leave the views behind.
 struct QuotedList {
+    QuotedList() = default;
+    QuotedList(const QuotedList&) = delete;
+    QuotedList& operator=(const QuotedList&) = delete;
     std::string text;
     std::vector<std::string_view> elements;
 };
 
 // The form that cleans the text again after each header field is skipped.
-QuotedList plainQuotedList(std::string_view answer);
+void plainQuotedList(std::string_view answer, QuotedList& list);
 
 // The form that drops the instrument's own dot entries (dot1, dot2 as they
 // stand between the quotes; empty: none) and a comma left in front.
 // withHeader: the two header fields come first.
-QuotedList quotedListWithoutDots(std::string_view answer, bool withHeader, std::string_view dot1,
-                                 std::string_view dot2);
+void quotedListWithoutDots(std::string_view answer, bool withHeader, std::string_view dot1, std::string_view dot2,
+                           QuotedList& list);
 
 // Field 0 (name), 1 (type) and 2 (size) of an element; false when it has
 // fewer than three.

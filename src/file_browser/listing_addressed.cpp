@@ -39,7 +39,8 @@ bool listAddressed(const Form& form, CatalogPort& port, std::string_view path, s
                             app::Icon::Critical);
         return false;
     }
-    const catalog::QuotedList list = catalog::quotedListWithoutDots(answer, true, form.dot, form.dotDot);
+    catalog::QuotedList list;
+    catalog::quotedListWithoutDots(answer, true, form.dot, form.dotDot, list);
     if (!isRoot(form, path)) catalog::addParentEntry(entries);
     for (std::string_view element : list.elements) {
         catalog::ElementFields f;

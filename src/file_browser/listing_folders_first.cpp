@@ -10,7 +10,8 @@ namespace {
 
 bool list(CatalogPort& port, std::string_view path, std::vector<InstFileEntry>& entries, bool& empty) {
     catalog::selectDriveAndFolder(port, path);
-    const catalog::QuotedList list = catalog::plainQuotedList(port.ask("MMEM:CAT?", true));
+    catalog::QuotedList list;
+    catalog::plainQuotedList(port.ask("MMEM:CAT?", true), list);
     std::vector<catalog::ElementFields> rows(list.elements.size());
     for (size_t i = 0; i < rows.size(); ++i)
         if (!catalog::elementFields(list.elements[i], rows[i])) return false;

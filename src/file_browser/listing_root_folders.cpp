@@ -10,7 +10,8 @@ namespace {
 
 bool list(CatalogPort& port, std::string_view path, std::vector<InstFileEntry>& entries, bool& empty) {
     catalog::selectDriveAndFolder(port, path);
-    const catalog::QuotedList files = catalog::plainQuotedList(port.ask("MMEM:CAT?", true));
+    catalog::QuotedList files;
+    catalog::plainQuotedList(port.ask("MMEM:CAT?", true), files);
     if (!catalog::isDriveRoot(path)) catalog::addParentEntry(entries);
     for (std::string_view element : files.elements) {
         catalog::ElementFields f;

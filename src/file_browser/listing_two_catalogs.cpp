@@ -24,12 +24,12 @@ bool append(const catalog::QuotedList& list, bool folders, std::vector<InstFileE
 
 bool list(CatalogPort& port, std::string_view path, std::vector<InstFileEntry>& entries, bool& empty) {
     const std::string folder(path);
-    const catalog::QuotedList folders =
-        catalog::quotedListWithoutDots(port.ask("MMEM:DCAT? '" + folder + "*'", false), false, ".,,0", "..,,0");
+    catalog::QuotedList folders;
+    catalog::quotedListWithoutDots(port.ask("MMEM:DCAT? '" + folder + "*'", false), false, ".,,0", "..,,0", folders);
     if (!isRoot(path)) catalog::addParentEntry(entries);
     if (!append(folders, true, entries)) return false;
-    const catalog::QuotedList files =
-        catalog::quotedListWithoutDots(port.ask("MMEM:CAT? '" + folder + "*.*'", false), true, {}, {});
+    catalog::QuotedList files;
+    catalog::quotedListWithoutDots(port.ask("MMEM:CAT? '" + folder + "*.*'", false), true, {}, {}, files);
     if (!append(files, false, entries)) return false;
     empty = entries.empty();
     return true;

@@ -11,6 +11,7 @@
 #include <cctype>
 #include <cerrno>
 
+#include "catalog.h"
 #include "message_splitter.h"
 #include "profiles.h"
 #include "scpi_errors.h"
@@ -62,11 +63,17 @@ std::vector<std::string> splitPath(std::string_view s) {
 // Our own entries (upload temporaries, the internal drive) start so.
 constexpr char kPrivatePrefix[] = ".qv-";
 
+// Besides control characters and the drive colon, the characters that
+// catalogue answers use as separators and quotes, and wildcards: a name
+// holding one could not be listed so that a client reads it back.
 bool validPart(const std::string& p) {
     if (p.empty() || p.size() > kMaxPart) return false;
     if (p.rfind(kPrivatePrefix, 0) == 0) return false;
-    for (unsigned char c : p)
-        if (c < 0x20 || c == 0x7F || c == ':') return false;
+    for (unsigned char c : p) {
+        if (c < 0x20 || c == 0x7F) return false;
+        for (char bad : std::string_view(":\",*?<>|"))
+            if (c == static_cast<unsigned char>(bad)) return false;
+    }
     return true;
 }
 
@@ -114,6 +121,36 @@ bool findIgnoringCase(int dirFd, const std::string& name, std::string& found) {
     return ok;
 }
 
+// True when the folder at `parts` below dirFd is missing or holds nothing
+// but our own private entries.
+bool missingOrEmpty(int dirFd, const std::vector<std::string>& parts) {
+    int dir = ::dup(dirFd);
+    for (const auto& part : parts) {
+        if (dir < 0) return false;
+        int next = ::openat(dir, part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        int e = errno;
+        ::close(dir);
+        if (next < 0) return e == ENOENT;
+        dir = next;
+    }
+    if (dir < 0) return false;
+    DIR* d = ::fdopendir(dir);
+    if (!d) {
+        ::close(dir);
+        return false;
+    }
+    bool empty = true;
+    ::rewinddir(d);
+    while (dirent* e = ::readdir(d)) {
+        std::string_view n = e->d_name;
+        if (n == "." || n == ".." || n.rfind(kPrivatePrefix, 0) == 0) continue;
+        empty = false;
+        break;
+    }
+    ::closedir(d);
+    return empty;
+}
+
 std::atomic<unsigned> tempCounter{0};
 
 std::string tempName() {
@@ -150,7 +187,9 @@ bool Sandbox::open(const std::string& root, const Profile& profile, std::string&
     if (drives_.empty()) drives_.push_back(Drive{});
     bool hasC = false;
     for (const auto& d : drives_) hasC = hasC || (d.letter && equalsIgnoreCase(d.name, "C:"));
-    if (!hasC) drives_.push_back(Drive{"C:", {std::string(kPrivatePrefix) + "internal"}, true, true});
+    if (!hasC) drives_.push_back(Drive{"C:", {std::string(kPrivatePrefix) + "internal"}, true, true, false});
+    namesFromRoot_ = namesFromDriveRoot(profile.tag);
+    for (auto& d : drives_) d.wasEmpty = !d.hidden && missingOrEmpty(rootFd_, d.host);
     // Create the drive folders.
     for (const auto& d : drives_) {
         int dir = ::dup(rootFd_);
@@ -228,6 +267,10 @@ int Sandbox::resolve(std::string_view name, Location& out) const {
         }
     } else {
         parts = splitPath(name);
+        // The family whose browser, once at the root, names folders without
+        // the drive ("SUB\") means them from the root, not from the current
+        // folder it selected a moment before.
+        if (namesFromRoot_ && !leadingSeparator) loc = Location{cwd_.drive, {}};
         if (leadingSeparator) {
             // The drive whose folders are the longest prefix of the path;
             // without drives the root itself.
@@ -398,22 +441,34 @@ int Sandbox::makeDirectory(std::string_view name) {
     return 0;
 }
 
-int Sandbox::removeDirectory(std::string_view name) {
+int Sandbox::removeDirectory(std::string_view name, std::string& why) {
+    why.clear();
     Location loc;
     if (int e = resolve(name, loc)) return e;
-    if (loc.parts.empty()) return err::kFileNameError;
+    if (loc.parts.empty()) {
+        why = "File name error;a drive cannot be removed";
+        return err::kFileNameError;
+    }
     // The current folder and its ancestors stay.
     if (loc.drive == cwd_.drive && loc.parts.size() <= cwd_.parts.size() &&
-        std::equal(loc.parts.begin(), loc.parts.end(), cwd_.parts.begin()))
+        std::equal(loc.parts.begin(), loc.parts.end(), cwd_.parts.begin())) {
+        why = "File name error;the current directory cannot be removed";
         return err::kFileNameError;
+    }
     int dirFd = -1;
     if (int e = openFolder(loc, loc.parts.size() - 1, dirFd)) return e;
     Fd dir(dirFd);
     struct stat st {};
     if (::fstatat(dir.get(), loc.parts.back().c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) return err::kFileNameNotFound;
-    if (!S_ISDIR(st.st_mode)) return err::kFileNameError;
-    if (::unlinkat(dir.get(), loc.parts.back().c_str(), AT_REMOVEDIR) != 0)
-        return errno == ENOTEMPTY ? err::kMassStorage : errnoToScpi(errno);
+    if (!S_ISDIR(st.st_mode)) {
+        why = "File name error;not a directory";
+        return err::kFileNameError;
+    }
+    if (::unlinkat(dir.get(), loc.parts.back().c_str(), AT_REMOVEDIR) != 0) {
+        if (errno != ENOTEMPTY && errno != EEXIST) return errnoToScpi(errno);
+        why = "Mass storage error;directory not empty";
+        return err::kMassStorage;
+    }
     return 0;
 }
 
@@ -441,7 +496,8 @@ int Sandbox::selectDrive(std::string_view drive) {
     return err::kFileNameError;
 }
 
-int Sandbox::list(std::string_view name, std::vector<CatalogEntry>& entries, uint64_t& freeBytes) const {
+int Sandbox::list(std::string_view name, Listing& out) const {
+    out = Listing{};
     Location loc = cwd_;
     if (!name.empty())
         if (int e = resolve(name, loc)) return e;
@@ -452,22 +508,47 @@ int Sandbox::list(std::string_view name, std::vector<CatalogEntry>& entries, uin
         ::close(fd);
         return err::kMassStorage;
     }
-    entries.clear();
+    out.root = loc.parts.empty();
+    // The descriptor may be a duplicate of one read before (the root's):
+    // they share the read position.
+    ::rewinddir(d);
     while (dirent* e = ::readdir(d)) {
         std::string n = e->d_name;
-        if (n == "." || n == ".." || n.rfind(".qv-", 0) == 0) continue;
+        // Links, devices and names no answer could carry stay out of sight.
+        if (n == "." || n == ".." || !validPart(n)) continue;
         struct stat st {};
         if (::fstatat(::dirfd(d), e->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
-        if (S_ISDIR(st.st_mode))
-            entries.push_back({n, true, 0});
-        else if (S_ISREG(st.st_mode))
-            entries.push_back({n, false, uint64_t(st.st_size)});
-        if (entries.size() >= 100000) break;
+        if (!S_ISDIR(st.st_mode) && !S_ISREG(st.st_mode)) continue;
+        CatalogEntry entry;
+        entry.name = std::move(n);
+        entry.directory = S_ISDIR(st.st_mode);
+        entry.size = entry.directory ? 0 : uint64_t(st.st_size);
+        entry.modified = int64_t(st.st_mtim.tv_sec);
+        entry.writable = (st.st_mode & S_IWUSR) != 0;
+        out.entries.push_back(std::move(entry));
+        if (out.entries.size() >= 100000) break;
     }
     struct statvfs vfs {};
-    freeBytes = ::fstatvfs(::dirfd(d), &vfs) == 0 ? uint64_t(vfs.f_bavail) * vfs.f_frsize : 0;
+    out.freeBytes = ::fstatvfs(::dirfd(d), &vfs) == 0 ? uint64_t(vfs.f_bavail) * vfs.f_frsize : 0;
     ::closedir(d);
     return 0;
+}
+
+int Sandbox::setModified(std::string_view name, int64_t seconds) {
+    Location loc;
+    if (int e = resolve(name, loc)) return e;
+    int dirFd = -1;
+    if (loc.parts.empty()) return err::kFileNameError;
+    if (int e = openFolder(loc, loc.parts.size() - 1, dirFd)) return e;
+    Fd dir(dirFd);
+    const struct timespec times[2] = {{time_t(seconds), 0}, {time_t(seconds), 0}};
+    if (::utimensat(dir.get(), loc.parts.back().c_str(), times, AT_SYMLINK_NOFOLLOW) != 0) return errnoToScpi(errno);
+    return 0;
+}
+
+bool Sandbox::driveWasEmpty(std::string_view name) const {
+    Location loc;
+    return resolve(name, loc) == 0 && loc.drive < drives_.size() && drives_[loc.drive].wasEmpty;
 }
 
 int Sandbox::hostPath(std::string_view name, std::string& path) const {

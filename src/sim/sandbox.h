@@ -4,6 +4,9 @@
 // every folder is opened one component at a time without following
 // symbolic links, so nothing can reach outside the root.
 //
+// A family may take every name without a leading separator from the root
+// of its drive instead of from the current folder (see catalog.h).
+//
 // An instrument without a "C:" drive still stores its hardcopies under
 // "C:\": an internal drive that only a name starting with "C:" reaches (its
 // folder, ".qv-internal", is one no client can name). A file name that does
@@ -27,6 +30,17 @@ struct CatalogEntry {
     std::string name;
     bool directory = false;
     uint64_t size = 0;
+    int64_t modified = 0;  // seconds since 1970 (UTC)
+    bool writable = true;
+};
+
+// What a folder holds, as the catalogue answers need it.
+struct Listing {
+    // Neither "." nor "..", nor names a catalogue answer could not carry;
+    // in no particular order.
+    std::vector<CatalogEntry> entries;
+    uint64_t freeBytes = 0;
+    bool root = false;  // the root folder of a drive
 };
 
 class Sandbox {
@@ -47,12 +61,18 @@ public:
     int moveFileIn(std::string_view name, SpillFile& spill);
     int deleteFile(std::string_view name);
     int makeDirectory(std::string_view name);
-    int removeDirectory(std::string_view name);
+    // why: what a refusal means beyond its code ("directory not empty").
+    int removeDirectory(std::string_view name, std::string& why);
     int changeDirectory(std::string_view name);
     // MMEM:MSIS: a drive name ("D:" or "/hdd"); the current folder moves to its root.
     int selectDrive(std::string_view drive);
     // Lists a folder (the current one when name is empty).
-    int list(std::string_view name, std::vector<CatalogEntry>& entries, uint64_t& freeBytes) const;
+    int list(std::string_view name, Listing& out) const;
+    // Sets a file's or folder's modification time (seconds since 1970).
+    int setModified(std::string_view name, int64_t seconds);
+    // Whether the drive a name is on was empty (or missing) when the
+    // sandbox was opened: only such a drive may be given content of ours.
+    bool driveWasEmpty(std::string_view name) const;
     // The host path a name resolves to (tests, diagnostics).
     int hostPath(std::string_view name, std::string& path) const;
 
@@ -66,6 +86,7 @@ private:
         std::vector<std::string> host;  // folders under the root
         bool letter = false;            // "X:" style
         bool hidden = false;            // internal storage: named, never listed or selected
+        bool wasEmpty = false;          // empty or missing at open
     };
     struct Location {
         size_t drive = 0;
@@ -81,11 +102,9 @@ private:
     std::string root_;
     std::vector<Drive> drives_;
     bool letterDrives_ = false;
+    bool namesFromRoot_ = false;
     Location start_;
     Location cwd_;
 };
-
-// Catalogue answer of MMEM:CAT?: "<used>,<free>,"name,,size","sub,DIR,0",...".
-std::string formatCatalog(std::vector<CatalogEntry> entries, uint64_t freeBytes);
 
 }  // namespace qv::sim
