@@ -557,7 +557,9 @@ void MainForm::runNewInstFileBrow() {
     form->MyDevType = logic_.MyDevType;
     const qv::family::Family* f = qv::family::find(logic_.MyDevType);
     form->Separator = f ? f->separator : '\\';
-    openChild(form);
+    // Its own height, as far as the work area has room for it.
+    QMdiSubWindow* sub = openChild(form);
+    sub->resize(sub->size().boundedTo(mdi_->viewport()->size()));
     qv::app::host().processEvents();
     form->Load();
 }

@@ -32,6 +32,7 @@
 #include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
+#include <ostream>
 
 namespace {
 
@@ -69,7 +70,8 @@ struct UsLocale {
     ~UsLocale() { QLocale::setDefault(QLocale::c()); }
 };
 
-// Temporary files go to a folder of the test's own.
+// Temporary files go to a folder of the test's own (made after the rig,
+// whose own folders would otherwise land in it).
 struct OwnTemp {
     qvtest::TempDir dir;
     std::string before;
@@ -159,6 +161,8 @@ struct SizeCase {
     const char* text;
 };
 
+void PrintTo(const SizeCase& c, std::ostream* os) { *os << c.text; }
+
 class SizeTexts : public ::testing::TestWithParam<SizeCase> {};
 
 TEST_P(SizeTexts, FollowTheUsersDigitGrouping) {
@@ -190,6 +194,8 @@ struct OpenCase {
     std::vector<const char*> sent;  // these messages, in this order, among what the instrument got
     std::vector<std::pair<const char*, const char*>> rows;  // name and size text, in list order
 };
+
+void PrintTo(const OpenCase& c, std::ostream* os) { *os << c.family; }
 
 class Opening : public ::testing::TestWithParam<OpenCase> {};
 
@@ -322,6 +328,8 @@ struct FetchCase {
     const char* command;
 };
 
+void PrintTo(const FetchCase& c, std::ostream* os) { *os << c.command; }
+
 class Fetching : public ::testing::TestWithParam<FetchCase> {};
 
 TEST_P(Fetching, SavesTheInstrumentsBytesWhereTheUserSaid) {
@@ -358,12 +366,12 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.family); });
 
 TEST(InstFileForm, OpenShowsATemporaryCopyAndSaysSoWhenNoProgramTakesIt) {
-    OwnTemp temp;
     ScriptedHost host;
     host.openWithShellResult = false;
     BrowserRig rig("TKD", [](const std::string& root) { seed(root, "D/trace.csv", "1;2\n3;4\n"); });
     InstFileForm* w = rig.open();
     ASSERT_NE(w, nullptr);
+    OwnTemp temp;
     ASSERT_TRUE(selectName(w, "trace.csv"));
     w->button("Open")->click();
     auto shell = std::find_if(host.calls.begin(), host.calls.end(),
@@ -421,12 +429,12 @@ class FetchFailure : public ::testing::TestWithParam<bool> {};
 
 TEST_P(FetchFailure, LeavesNoFileBehind) {
     const bool display = GetParam();
-    OwnTemp temp;
     ScriptedHost host;
     BrowserRig rig("TKD", [](const std::string& root) { seed(root, "D/big.bin", bytesOf(300000)); },
                    {"--fault", "drop=1000@MMEM:DATA?"});
     InstFileForm* w = rig.open();
     ASSERT_NE(w, nullptr);
+    OwnTemp temp;
     ASSERT_TRUE(selectName(w, "big.bin"));
     const std::string target = rig.work.file("big.bin");
     if (!display) host.fileNames = {target};
@@ -445,11 +453,11 @@ INSTANTIATE_TEST_SUITE_P(Targets, FetchFailure, ::testing::Values(false, true),
                          [](const auto& info) { return std::string(info.param ? "Temporary" : "Named"); });
 
 TEST(InstFileForm, ACancelledSaveDialogFetchesNothing) {
-    OwnTemp temp;
     ScriptedHost host;
     BrowserRig rig("TKD", [](const std::string& root) { seed(root, "D/a.bin", "abc"); });
     InstFileForm* w = rig.open();
     ASSERT_NE(w, nullptr);
+    OwnTemp temp;
     ASSERT_TRUE(selectName(w, "a.bin"));
     w->Update();  // the Update hot key: the save variant
     EXPECT_EQ(rig.count("MMEM:DATA? 'D:\\a.bin'"), 0);
@@ -466,6 +474,8 @@ struct MkDirCase {
     const char* command;  // "" when nothing may be sent
     const char* made;     // the folder that must exist afterwards, under the root
 };
+
+void PrintTo(const MkDirCase& c, std::ostream* os) { *os << c.name; }
 
 class MakeFolder : public ::testing::TestWithParam<MkDirCase> {};
 
@@ -521,6 +531,8 @@ struct DeleteCase {
     const char* command;  // "" when nothing may be sent
     const char* hostPath;  // what the row is, under the root
 };
+
+void PrintTo(const DeleteCase& c, std::ostream* os) { *os << c.name; }
 
 class Deleting : public ::testing::TestWithParam<DeleteCase> {};
 
@@ -594,6 +606,8 @@ struct DropCase {
     const char* hostDir;   // the same under the root
     const char* listing;   // the listing's last query
 };
+
+void PrintTo(const DropCase& c, std::ostream* os) { *os << c.family; }
 
 class Dropping : public ::testing::TestWithParam<DropCase> {};
 
@@ -693,6 +707,8 @@ struct SilentCase {
     const char* fault;
     const char* says;  // the one message
 };
+
+void PrintTo(const SilentCase& c, std::ostream* os) { *os << c.fault; }
 
 class SilentInstrument : public ::testing::TestWithParam<SilentCase> {};
 
