@@ -350,7 +350,7 @@ void InstFileForm::Load() {
     // A family that keeps its pictures as files opens in its print folder.
     // An instrument that could not be opened or did not answer has been
     // reported already and is not asked a second time.
-    if (f.picturesAsFiles && !openFailed_) DirRefr();
+    if (f.picturesAsFiles && !unreachable_) DirRefr();
 }
 
 std::string InstFileForm::RefreshDrives() {
@@ -366,7 +366,7 @@ std::string InstFileForm::RefreshDrives() {
 }
 
 bool InstFileForm::openDevice() {
-    openFailed_ = false;
+    unreachable_ = false;
     auto vif = std::make_unique<io::VIF>();
     vif->VIFProgress = [this](float percent) {
         progress_->setValue(std::clamp(int(percent), 0, 100));
@@ -380,7 +380,7 @@ bool InstFileForm::openDevice() {
     if (!device_->OpenDevice(MyVISARsc, true, false, 1000, true)) {
         const ViStatus s = device_->LastVisaStatus();
         device_.reset();
-        openFailed_ = true;
+        unreachable_ = true;
         host().message("Instrument Files",
                        "The instrument " + MyVISARsc + " could not be opened" +
                            (s < 0 ? ": " + visa::statusText(s) : std::string()) +
@@ -405,7 +405,7 @@ bool InstFileForm::DirRefr(const std::string& path) {
         // A silent instrument is not an empty folder: the old rows stay. A
         // listing that failed on it has already said what it says.
         device_.reset();
-        openFailed_ = true;
+        unreachable_ = true;
         if (ok)
             host().message("Instrument Files",
                            "The instrument did not answer \"" + unanswered + "\", so the folder " + folder +

@@ -164,7 +164,8 @@ private:
     std::vector<qv::file_browser::InstFileEntry> entries_;
     int running_ = 0;
     bool closeAsked_ = false;
-    bool openFailed_ = false;
+    // The last operation could not open the instrument or got no answer.
+    bool unreachable_ = false;
 };
 
 }  // namespace qv::ui

@@ -32,7 +32,6 @@
 #include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
-#include <ostream>
 
 namespace {
 
@@ -161,8 +160,6 @@ struct SizeCase {
     const char* text;
 };
 
-void PrintTo(const SizeCase& c, std::ostream* os) { *os << c.text; }
-
 class SizeTexts : public ::testing::TestWithParam<SizeCase> {};
 
 TEST_P(SizeTexts, FollowTheUsersDigitGrouping) {
@@ -177,10 +174,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(SizeCase{QLocale::English, QLocale::UnitedStates, false, 2000000, "1,953 KB"},
                       SizeCase{QLocale::German, QLocale::Germany, false, 2000000, "1.953 KB"},
                       SizeCase{QLocale::English, QLocale::UnitedStates, false, 500, "0 KB"},
-                      SizeCase{QLocale::English, QLocale::UnitedStates, false, 1023 * 1024 * 1024, "1,047,552 KB"},
                       SizeCase{QLocale::English, QLocale::UnitedStates, false, -1, "N/A"},
                       // A folder reads DIR whatever its size says.
-                      SizeCase{QLocale::English, QLocale::UnitedStates, true, -1, "DIR"},
                       SizeCase{QLocale::English, QLocale::UnitedStates, true, 4096, "DIR"}));
 
 // ------------------------------------------------------------ opening
@@ -194,8 +189,6 @@ struct OpenCase {
     std::vector<const char*> sent;  // these messages, in this order, among what the instrument got
     std::vector<std::pair<const char*, const char*>> rows;  // name and size text, in list order
 };
-
-void PrintTo(const OpenCase& c, std::ostream* os) { *os << c.family; }
 
 class Opening : public ::testing::TestWithParam<OpenCase> {};
 
@@ -259,11 +252,12 @@ INSTANTIATE_TEST_SUITE_P(
 
 // ------------------------------------------------------------ walking
 
-TEST(InstFileForm, ADoubleClickOnAFolderGoesDownAndDotDotComesBack) {
+TEST(InstFileForm, WalksDownIntoAFolderUpByDotDotAndOntoAnotherDrive) {
     ScriptedHost host;
     BrowserRig rig("TKD", [](const std::string& root) {
         seed(root, "D/SUB/inner.txt", "inner");
         seed(root, "D/top.txt", "top");
+        seed(root, "C/onc.txt", "c");
     });
     InstFileForm* w = rig.open();
     ASSERT_NE(w, nullptr);
@@ -289,6 +283,12 @@ TEST(InstFileForm, ADoubleClickOnAFolderGoesDownAndDotDotComesBack) {
     // A file row goes nowhere.
     w->doubleClickRow(rowOf(w, "top.txt"));
     EXPECT_EQ(w->currentPath(), "D:\\");
+
+    // Another drive: its root.
+    emit w->InstDrives()->activated(1);
+    EXPECT_EQ(w->currentPath(), "C:\\");
+    EXPECT_EQ(rig.count("MMEM:CAT:LONG? 'C:\\'"), 1);
+    EXPECT_EQ(rowNames(w), std::vector<std::string>{"onc.txt"});
     EXPECT_TRUE(host.messages().empty());
 }
 
@@ -308,17 +308,6 @@ TEST(InstFileForm, GoingUpFromTheSlashDriveEmptiesThePathAndListsTheTop) {
     EXPECT_TRUE(host.messages().empty());
 }
 
-TEST(InstFileForm, ChoosingADriveListsItsRoot) {
-    ScriptedHost host;
-    BrowserRig rig("TKD", [](const std::string& root) { seed(root, "C/onc.txt", "c"); });
-    InstFileForm* w = rig.open();
-    ASSERT_NE(w, nullptr);
-    emit w->InstDrives()->activated(1);
-    EXPECT_EQ(w->currentPath(), "C:\\");
-    EXPECT_EQ(rig.count("MMEM:CAT:LONG? 'C:\\'"), 1);
-    EXPECT_EQ(rowNames(w), std::vector<std::string>{"onc.txt"});
-}
-
 // ------------------------------------------------------------ fetching
 
 struct FetchCase {
@@ -327,8 +316,6 @@ struct FetchCase {
     const char* row;
     const char* command;
 };
-
-void PrintTo(const FetchCase& c, std::ostream* os) { *os << c.command; }
 
 class Fetching : public ::testing::TestWithParam<FetchCase> {};
 
@@ -406,23 +393,6 @@ TEST(InstFileForm, OpenOfAPictureFromTheFileFamilyShowsItInAHardcopyWindow) {
     EXPECT_TRUE(host.messages().empty());
 }
 
-TEST(InstFileForm, AnEmptyFileIsSaidToBeEmpty) {
-    ScriptedHost host;
-    BrowserRig rig("TKD", [](const std::string& root) { seed(root, "D/none.txt", ""); });
-    InstFileForm* w = rig.open();
-    ASSERT_NE(w, nullptr);
-    ASSERT_TRUE(selectName(w, "none.txt"));
-    const std::string target = rig.work.file("none.txt");
-    host.fileNames = {target};
-    w->OpenFile(false);
-    auto msgs = host.messages();
-    ASSERT_EQ(msgs.size(), 1u);
-    EXPECT_EQ(msgs[0].title, "EMPTY FILE");
-    EXPECT_EQ(msgs[0].text, "File is empty (size 0 Byte).");
-    EXPECT_TRUE(qvtest::fileExists(target));
-    EXPECT_EQ(qvtest::readFile(target), "");
-}
-
 // A link that drops in the middle of the file leaves nothing that looks
 // like the file, whether it was going to a named or a temporary file.
 class FetchFailure : public ::testing::TestWithParam<bool> {};
@@ -475,8 +445,6 @@ struct MkDirCase {
     const char* made;     // the folder that must exist afterwards, under the root
 };
 
-void PrintTo(const MkDirCase& c, std::ostream* os) { *os << c.name; }
-
 class MakeFolder : public ::testing::TestWithParam<MkDirCase> {};
 
 TEST_P(MakeFolder, SendsTheFamilysCommandAndListsAgain) {
@@ -488,7 +456,6 @@ TEST_P(MakeFolder, SendsTheFamilysCommandAndListsAgain) {
     const size_t before = rig.lines().size();
     host.inputs = {c.input};
     w->button("MkDir")->click();
-    ASSERT_EQ(host.calls.empty(), false);
     auto ask = std::find_if(host.calls.begin(), host.calls.end(),
                             [](const ScriptedHost::Call& call) { return call.kind == Kind::Input; });
     ASSERT_NE(ask, host.calls.end());
@@ -531,8 +498,6 @@ struct DeleteCase {
     const char* command;  // "" when nothing may be sent
     const char* hostPath;  // what the row is, under the root
 };
-
-void PrintTo(const DeleteCase& c, std::ostream* os) { *os << c.name; }
 
 class Deleting : public ::testing::TestWithParam<DeleteCase> {};
 
@@ -587,15 +552,11 @@ INSTANTIATE_TEST_SUITE_P(
         // The keyboard names the full path even where the buttons do not.
         DeleteCase{"FullFileByKey", "BJY", true, "x.bmp", false, Answer::Yes, "Delete INT:\\USERDATA\\PRINT\\x.bmp?",
                    "MMEM:DEL 'INT:\\USERDATA\\PRINT\\x.bmp'", "INT/USERDATA/PRINT/x.bmp"},
-        DeleteCase{"FullFolderByKey", "BJY", true, "OLD", true, Answer::Yes,
-                   "Delete directory INT:\\USERDATA\\PRINT\\OLD?", "MMEM:RDIR 'INT:\\USERDATA\\PRINT\\OLD'",
-                   "INT/USERDATA/PRINT/OLD"},
         DeleteCase{"FileByButton", "TKD", false, "a.bin", false, Answer::Yes, "Delete D:\\a.bin?",
                    "MMEM:DEL 'D:\\a.bin'", "D/a.bin"},
         DeleteCase{"FolderByKey", "TKD", true, "SUB", true, Answer::Yes, "Delete directory D:\\SUB?",
                    "MMEM:RDIR 'D:\\SUB'", "D/SUB"},
-        DeleteCase{"AnsweredNo", "TKD", false, "a.bin", false, Answer::No, "Delete D:\\a.bin?", "", "D/a.bin"},
-        DeleteCase{"Cancelled", "TKD", true, "a.bin", false, Answer::Cancel, "Delete D:\\a.bin?", "", "D/a.bin"}),
+        DeleteCase{"AnsweredNo", "TKD", false, "a.bin", false, Answer::No, "Delete D:\\a.bin?", "", "D/a.bin"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // ------------------------------------------------------------ dropping
@@ -606,8 +567,6 @@ struct DropCase {
     const char* hostDir;   // the same under the root
     const char* listing;   // the listing's last query
 };
-
-void PrintTo(const DropCase& c, std::ostream* os) { *os << c.family; }
 
 class Dropping : public ::testing::TestWithParam<DropCase> {};
 
@@ -656,6 +615,18 @@ TEST_P(Dropping, SendsEachFileAsABlockAndListsOnce) {
         EXPECT_GE(rowOf(w, names[i]), 0) << names[i];
     }
     EXPECT_TRUE(host.messages().empty());
+
+    // Anything but local files is not taken.
+    const size_t sent = rig.lines().size();
+    QMimeData other;
+    other.setText("D:\\a.bin");
+    other.setUrls({QUrl("https://example.org/a.bin")});
+    QDragEnterEvent refused(at, Qt::CopyAction, &other, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(w->InstFiles(), &refused);
+    EXPECT_FALSE(refused.isAccepted());
+    QDropEvent ignored(QPointF(at), Qt::CopyAction, &other, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(w->InstFiles(), &ignored);
+    EXPECT_EQ(rig.lines().size(), sent);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -664,24 +635,6 @@ INSTANTIATE_TEST_SUITE_P(
                       // Full paths here too, unlike this family's other commands.
                       DropCase{"BJY", "INT:\\USERDATA\\PRINT\\", "INT/USERDATA/PRINT", "MMEM:SCAN?"}),
     [](const auto& info) { return std::string(info.param.family); });
-
-TEST(InstFileForm, ADropOfSomethingElseThanFilesIsIgnored) {
-    ScriptedHost host;
-    BrowserRig rig("TKD");
-    InstFileForm* w = rig.open();
-    ASSERT_NE(w, nullptr);
-    const size_t before = rig.lines().size();
-    QMimeData mime;
-    mime.setText("D:\\a.bin");
-    mime.setUrls({QUrl("https://example.org/a.bin")});
-    const QPoint at = w->InstFiles()->rect().center();
-    QDragEnterEvent enter(at, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(w->InstFiles(), &enter);
-    EXPECT_FALSE(enter.isAccepted());
-    QDropEvent drop(QPointF(at), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(w->InstFiles(), &drop);
-    EXPECT_EQ(rig.lines().size(), before);
-}
 
 // ------------------------------------------------------------ when the instrument fails
 
@@ -707,8 +660,6 @@ struct SilentCase {
     const char* fault;
     const char* says;  // the one message
 };
-
-void PrintTo(const SilentCase& c, std::ostream* os) { *os << c.fault; }
 
 class SilentInstrument : public ::testing::TestWithParam<SilentCase> {};
 
