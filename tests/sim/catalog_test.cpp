@@ -17,7 +17,11 @@ namespace {
 constexpr int64_t kNoon = 1795435200;  // 2026-11-23 12:00:00 UTC
 
 // An instrument whose drives hold only what the test puts there.
-qv::sim::InstrumentOptions unseeded() { return {}; }
+qv::sim::InstrumentOptions unseeded() {
+    qv::sim::InstrumentOptions o;
+    o.seedFiles = false;
+    return o;
+}
 
 // A known folder T at `dir` (the folder path ending in its separator):
 // a sub-folder SUB with one file, a.txt (12 bytes) and b.png (3 bytes),
