@@ -216,6 +216,11 @@ std::vector<SeedItem> seedPlan(const Profile& p) {
 bool seedFiles(Sandbox& sandbox, const Profile& profile, std::string& error) {
     const auto plan = seedPlan(profile);
     std::vector<const SeedItem*> written;
+    auto exists = [&](const std::string& name) {
+        std::shared_ptr<const OpenFile> file;
+        uint64_t size = 0;
+        return sandbox.readFile(name, file, size) == 0;
+    };
     for (const auto& item : plan) {
         if (!sandbox.driveWasEmpty(item.name)) continue;
         int e = 0;
@@ -225,6 +230,8 @@ bool seedFiles(Sandbox& sandbox, const Profile& profile, std::string& error) {
             if (sandbox.list(item.name, existing) != 0) e = sandbox.makeDirectory(item.name);
         } else if (item.data.empty()) {
             e = err::kDeviceSpecific;  // a picture that could not be drawn
+        } else if (exists(item.name)) {
+            continue;  // put there meanwhile: whoever did keeps it
         } else {
             e = sandbox.writeFile(item.name,
                                   std::string_view(reinterpret_cast<const char*>(item.data.data()), item.data.size()));
