@@ -35,6 +35,7 @@ std::string usageText() {
            "  --pty               serve over a pseudo-terminal\n"
            "  --address 127.0.0.X loopback address to listen on (default 127.0.0.1)\n"
            "  --root DIR          the instrument's file system (default: a temporary folder)\n"
+           "  --no-files          leave its empty drives empty (no example files)\n"
            "  --log FILE          append every received message to FILE\n"
            "  --fault FAULT       KIND[=VALUE][@HEADER]; KIND: delay=MS, drop=BYTES,\n"
            "                      corrupt-block, silent, error=CODE, busy=N (the next N\n"
@@ -124,6 +125,10 @@ bool parseCommandLine(const std::vector<std::string>& args, CommandLine& out, st
         } else if (a == "--root") {
             auto* c = current();
             if (!c || !value(c->root)) return false;
+        } else if (a == "--no-files") {
+            auto* c = current();
+            if (!c) return false;
+            c->seedFiles = false;
         } else if (a == "--log") {
             auto* c = current();
             if (!c || !value(c->logFile)) return false;

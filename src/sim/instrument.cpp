@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "scpi_errors.h"
+#include "seed_files.h"
 #include "text.h"
 
 namespace qv::sim {
@@ -68,6 +69,8 @@ std::unique_ptr<Instrument> Instrument::create(const InstrumentOptions& options,
         return nullptr;
     }
     if (!inst->sandbox_.open(inst->root_, *profile, error)) return nullptr;
+    if (options.seedFiles && !options.seedLater && !seedFiles(inst->sandbox_, *profile, error)) return nullptr;
+    inst->seedPending_ = options.seedFiles && options.seedLater;
     if (!options.logFile.empty() && !inst->log_.open(options.logFile, error)) return nullptr;
     inst->state_.points = options.points;
     inst->state_.mode = profile->modes.empty() ? "SAN" : profile->modes.front();
@@ -115,6 +118,19 @@ void Instrument::resetLocked() {
     state_.hardcopy = State::Hardcopy{};
     state_.hardcopy.language = profile_->hardcopyFormat;
     sandbox_.reset();
+}
+
+void Instrument::seedPendingLocked() {
+    if (!seedPending_) return;
+    seedPending_ = false;
+    std::string why;
+    // The instrument works without them; its queue says what went wrong.
+    if (!seedFiles(sandbox_, *profile_, why)) pushErrorLocked(err::kMassStorage, "Mass storage error;" + why);
+}
+
+void Instrument::seedNow() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    seedPendingLocked();
 }
 
 void Instrument::pushError(int code, std::string_view text) {
@@ -176,6 +192,7 @@ int32_t Instrument::lockOwner() {
 
 void Instrument::execute(const ProgramMessage& msg, bool outputPending, ResponseMessage& out) {
     std::lock_guard<std::mutex> lock(mutex_);
+    seedPendingLocked();
     log_.message(msg);
     out = ResponseMessage{};
     if (msg.overflowBytes > 0) {

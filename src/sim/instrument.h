@@ -29,6 +29,12 @@ struct InstrumentOptions {
     std::string logFile;  // empty: no log
     std::vector<std::string> faults;
     uint32_t points = 1001;
+    // A new instrument's files on its empty drives (seed_files.h).
+    bool seedFiles = true;
+    // They are written by seedNow() or before the first message, not by
+    // create(): a simulator starting several instruments returns at once
+    // and draws their pictures in the background.
+    bool seedLater = false;
     // Block payloads above this go to a spool file (tests lower it).
     uint64_t spillThreshold = uint64_t(64) << 10;
 };
@@ -65,6 +71,9 @@ public:
     // Logs and executes one program message. outputPending: the connection
     // still holds unread output (it counts for MAV).
     void execute(const ProgramMessage& msg, bool outputPending, ResponseMessage& out);
+
+    // Writes the files seedLater put off, unless done already.
+    void seedNow();
 
     // Thread-safe access for transports and tests.
     void pushError(int code, std::string_view text = {});
@@ -111,12 +120,14 @@ public:
 
 private:
     Instrument() = default;
+    void seedPendingLocked();
 
     const Profile* profile_ = nullptr;
     std::string tempDir_;  // ours to remove
     std::string root_;
     std::string spool_;
     uint64_t spillThreshold_ = 0;
+    bool seedPending_ = false;
     MessageLog log_;
     std::mutex mutex_;
     State state_;

@@ -187,7 +187,10 @@ bool Sandbox::open(const std::string& root, const Profile& profile, std::string&
     if (drives_.empty()) drives_.push_back(Drive{});
     bool hasC = false;
     for (const auto& d : drives_) hasC = hasC || (d.letter && equalsIgnoreCase(d.name, "C:"));
-    if (!hasC) drives_.push_back(Drive{"C:", {std::string(kPrivatePrefix) + "internal"}, true, true, false});
+    if (!hasC) drives_.push_back(Drive{"C:", {std::string(kPrivatePrefix) + "internal"}, true, true, false, false});
+    bool pathDrives = !letterDrives_ && !drives_.front().name.empty();
+    for (const auto& d : drives_) pathDrives = pathDrives && (d.letter || !d.host.empty());
+    if (pathDrives) drives_.push_back(Drive{"/", {}, false, true, false, true});
     namesFromRoot_ = namesFromDriveRoot(profile.tag);
     for (auto& d : drives_) d.wasEmpty = !d.hidden && missingOrEmpty(rootFd_, d.host);
     // Create the drive folders.
@@ -272,23 +275,14 @@ int Sandbox::resolve(std::string_view name, Location& out) const {
         // folder it selected a moment before.
         if (namesFromRoot_ && !leadingSeparator) loc = Location{cwd_.drive, {}};
         if (leadingSeparator) {
-            // The drive whose folders are the longest prefix of the path;
-            // without drives the root itself.
-            size_t best = SIZE_MAX, bestLen = 0;
-            for (size_t i = 0; i < drives_.size(); ++i) {
-                if (drives_[i].hidden) continue;
-                const auto& h = drives_[i].host;
-                if (h.size() > parts.size()) continue;
-                bool prefix = true;
-                for (size_t k = 0; k < h.size() && prefix; ++k) prefix = (h[k] == parts[k]);
-                if (prefix && (best == SIZE_MAX || h.size() > bestLen)) {
-                    best = i;
-                    bestLen = h.size();
-                }
-            }
+            // The drive whose folders are the longest prefix of the path
+            // (without drives the root itself), else the folders above them.
+            size_t len = 0;
+            size_t best = driveOf(parts, len);
+            if (best == SIZE_MAX) best = overviewDrive();
             if (best == SIZE_MAX) return err::kFileNameError;
             loc = Location{best, {}};
-            parts.erase(parts.begin(), parts.begin() + long(bestLen));
+            parts.erase(parts.begin(), parts.begin() + long(len));
         }
     }
     for (const auto& p : parts) {
@@ -301,8 +295,37 @@ int Sandbox::resolve(std::string_view name, Location& out) const {
         if (!validPart(p) || loc.parts.size() >= kMaxDepth) return err::kFileNameError;
         loc.parts.push_back(p);
     }
+    if (drives_[loc.drive].overview) {
+        // Down into a drive again, or still above them; nothing else.
+        size_t len = 0;
+        size_t d = driveOf(loc.parts, len);
+        if (d != SIZE_MAX)
+            loc = Location{d, std::vector<std::string>(loc.parts.begin() + long(len), loc.parts.end())};
+        else if (!aboveDrives(loc.parts, false))
+            return err::kFileNameError;
+    }
     out = std::move(loc);
     return 0;
+}
+
+size_t Sandbox::driveOf(const std::vector<std::string>& parts, size_t& len) const {
+    size_t best = SIZE_MAX;
+    len = 0;
+    for (size_t i = 0; i < drives_.size(); ++i) {
+        const auto& h = drives_[i].host;
+        if (drives_[i].hidden || drives_[i].letter || h.size() > parts.size()) continue;
+        if (std::equal(h.begin(), h.end(), parts.begin()) && (best == SIZE_MAX || h.size() > len)) {
+            best = i;
+            len = h.size();
+        }
+    }
+    return best;
+}
+
+size_t Sandbox::overviewDrive() const {
+    for (size_t i = 0; i < drives_.size(); ++i)
+        if (drives_[i].overview) return i;
+    return SIZE_MAX;
 }
 
 int Sandbox::openFolder(const Location& loc, size_t depth, int& fd) const {
@@ -325,10 +348,19 @@ int Sandbox::openFolder(const Location& loc, size_t depth, int& fd) const {
     return 0;
 }
 
+bool Sandbox::aboveDrives(const std::vector<std::string>& parts, bool orAt) const {
+    for (const auto& d : drives_) {
+        if (d.hidden || d.letter || d.host.size() < parts.size() + (orAt ? 0 : 1)) continue;
+        if (std::equal(parts.begin(), parts.end(), d.host.begin())) return true;
+    }
+    return false;
+}
+
 int Sandbox::openParent(std::string_view name, int& dirFd, std::string& leaf) const {
     Location loc;
     if (int e = resolve(name, loc)) return e;
     if (loc.parts.empty()) return err::kFileNameError;  // a drive or root, not a file
+    if (drives_[loc.drive].overview) return err::kFileNameError;
     leaf = loc.parts.back();
     return openFolder(loc, loc.parts.size() - 1, dirFd);
 }
@@ -445,7 +477,7 @@ int Sandbox::removeDirectory(std::string_view name, std::string& why) {
     why.clear();
     Location loc;
     if (int e = resolve(name, loc)) return e;
-    if (loc.parts.empty()) {
+    if (loc.parts.empty() || drives_[loc.drive].overview) {
         why = "File name error;a drive cannot be removed";
         return err::kFileNameError;
     }
@@ -516,6 +548,11 @@ int Sandbox::list(std::string_view name, Listing& out) const {
         std::string n = e->d_name;
         // Links, devices and names no answer could carry stay out of sight.
         if (n == "." || n == ".." || !validPart(n)) continue;
+        if (drives_[loc.drive].overview) {
+            std::vector<std::string> below = loc.parts;
+            below.push_back(n);
+            if (!aboveDrives(below, true)) continue;
+        }
         struct stat st {};
         if (::fstatat(::dirfd(d), e->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
         if (!S_ISDIR(st.st_mode) && !S_ISREG(st.st_mode)) continue;

@@ -7,6 +7,9 @@
 // A family may take every name without a leading separator from the root
 // of its drive instead of from the current folder (see catalog.h).
 //
+// Above drives named by paths ("/hdd", "/var/user") the folders "/" and
+// "/var" can be listed and entered but hold nothing of their own.
+//
 // An instrument without a "C:" drive still stores its hardcopies under
 // "C:\": an internal drive that only a name starting with "C:" reaches (its
 // folder, ".qv-internal", is one no client can name). A file name that does
@@ -87,6 +90,9 @@ private:
         bool letter = false;            // "X:" style
         bool hidden = false;            // internal storage: named, never listed or selected
         bool wasEmpty = false;          // empty or missing at open
+        // The folders above path-named drives ("/", "/var" above
+        // "/var/user"): listed, entered, never written.
+        bool overview = false;
     };
     struct Location {
         size_t drive = 0;
@@ -96,6 +102,13 @@ private:
     // Opens the folder of loc's drive plus its first `depth` parts.
     int openFolder(const Location& loc, size_t depth, int& fd) const;
     int openParent(std::string_view name, int& dirFd, std::string& leaf) const;
+    // The path-named drive whose folders begin parts, the longest; len
+    // gets their count. SIZE_MAX when none.
+    size_t driveOf(const std::vector<std::string>& parts, size_t& len) const;
+    size_t overviewDrive() const;
+    // Whether parts are a proper prefix of a path-named drive's folders
+    // (orAt: or those folders themselves).
+    bool aboveDrives(const std::vector<std::string>& parts, bool orAt) const;
     std::string display(const Location& loc) const;
 
     int rootFd_ = -1;

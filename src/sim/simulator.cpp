@@ -50,6 +50,7 @@ struct Simulator::Impl {
     std::map<uint32_t, Vxi11Context> vxi11ByAddress;
     std::vector<std::unique_ptr<PortmapEntry>> portmaps;
     std::thread udpThread;
+    std::thread seeder;
     int portmapPort = -1;
     std::atomic<int32_t> nextLinkId{1};
     RpcbindRegistration rpcbind;
@@ -151,6 +152,7 @@ void Simulator::Impl::shutdown() {
     }
     for (auto& pm : portmaps) pm->pool.join();
     if (udpThread.joinable()) udpThread.join();
+    if (seeder.joinable()) seeder.join();
     rpcbind.unregister();
     for (auto& pm : portmaps)
         if (pm->udp >= 0) ::close(pm->udp);
@@ -206,6 +208,8 @@ bool Simulator::start(const SimulatorConfig& config, std::string& error) {
             return fail(prefix + "address '" + c.address + "' is not a loopback address (127.x.x.x)");
         if (c.socketPort < 0 && !c.vxi11 && !c.pty) c.socketPort = 0;
         std::string why;
+        // Their first files are drawn after the start (seeder below).
+        c.seedLater = true;
         e->instrument = Instrument::create(c, why);
         if (!e->instrument) return fail(prefix + why);
         if (c.socketPort >= 0 && !e->socket.open(e->address, c.socketPort, why)) return fail(prefix + "socket: " + why);
@@ -266,6 +270,18 @@ bool Simulator::start(const SimulatorConfig& config, std::string& error) {
         if (!startThread(s.udpThread, [udp, stopFd] { servePortmapUdp(udp, stopFd); }))
             return fail("cannot start the port mapper thread");
     }
+    // The instruments' first files, drawn while the caller goes on; an
+    // instrument writes them before its first message in any case, so
+    // without this thread they are only late.
+    std::vector<Instrument*> toSeed;
+    for (auto& e : s.entries) toSeed.push_back(e->instrument.get());
+    int stopFd = s.stopFd;
+    (void)startThread(s.seeder, [toSeed, stopFd] {
+        for (Instrument* inst : toSeed) {
+            if (isStopped(stopFd)) break;
+            inst->seedNow();
+        }
+    });
     s.running = true;
     return true;
 }

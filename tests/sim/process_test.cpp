@@ -60,7 +60,7 @@ TEST(CommandLine, OptionsGoToTheInstrumentBeforeThem) {
     qv::sim::CommandLine cl;
     std::string error;
     ASSERT_TRUE(qv::sim::parseCommandLine({"--profile", "TKD", "--socket-port", "5025", "--log", "a.log", "--profile",
-                                           "GLN", "--vxi11", "--address", "127.0.0.3", "--points", "77",
+                                           "GLN", "--vxi11", "--no-files", "--address", "127.0.0.3", "--points", "77",
                                            "--portmapper-port", "0", "--lifetime", "2.5", "--exit-with-parent"},
                                           cl, error))
         << error;
@@ -69,6 +69,8 @@ TEST(CommandLine, OptionsGoToTheInstrumentBeforeThem) {
     EXPECT_EQ(in[0].socketPort, 5025);
     EXPECT_EQ(in[0].logFile, "a.log");
     EXPECT_FALSE(in[0].vxi11);
+    EXPECT_TRUE(in[0].seedFiles);
+    EXPECT_FALSE(in[1].seedFiles);
     EXPECT_EQ(in[1].profile, "GLN");
     EXPECT_EQ(in[1].socketPort, -1);
     EXPECT_TRUE(in[1].vxi11);

@@ -57,7 +57,25 @@ INSTANTIATE_TEST_SUITE_P(
                       Escape{"GLN", "/etc/escaped", -257}, Escape{"GLN", "/hdd/../../escaped", -257},
                       Escape{"GLN", "/var/../escaped", -257}, Escape{"TKG", "/../escaped", -257},
                       Escape{"PWE", "..", -257}, Escape{"PWE", "a/../../escaped", -257},
-                      Escape{"TKD", "bad\x01name", -257}));
+                      Escape{"TKD", "bad\x01name", -257}, Escape{"BJY", "..\\..\\..\\escaped", -257},
+                      Escape{"TKG", "..\\escaped", -257}, Escape{"MYE", "/INT/*/../../escaped", -257},
+                      Escape{"GLN", "/var/../../escaped", -257}, Escape{"GLN", "/../escaped", -257}));
+
+// The scan family's own folder commands climb no further than the others.
+TEST(Sandbox, ScanFolderCommandsStayInside) {
+    qvtest::TempDir outside;
+    fs::create_directory(outside.file("victim"));
+    qv::sim::InstrumentOptions o;
+    o.root = outside.file("root");
+    Harness h("BJY", o);
+    for (const char* name : {"..\\..\\..\\escaped", "..\\..\\..\\..\\escaped", "\\..\\escaped"})
+        h.send(std::string("MMEM:MKD '") + name + "'\n");
+    for (const char* name : {"..\\..\\..\\victim", "..\\..\\..\\..\\victim", "INT:\\..\\..\\victim"})
+        h.send(std::string("MMEM:RMD '") + name + "'\n");
+    EXPECT_EQ(h.drainErrors(), std::vector<int>(6, -257));
+    EXPECT_TRUE(fs::is_directory(outside.file("victim")));
+    EXPECT_FALSE(fs::exists(outside.file("escaped")));
+}
 
 TEST(Sandbox, SymbolicLinksAreNotFollowed) {
     qvtest::TempDir outside;
