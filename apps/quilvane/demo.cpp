@@ -1,11 +1,9 @@
 #include "demo.h"
 
 #include "app/iniio.h"
-#include "families/registry.h"
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 
 namespace qv::demo {
@@ -28,26 +26,6 @@ constexpr DemoInstrument kInstruments[] = {
     {"DOC", "Demo audio analyzer", false},
 };
 
-// A few files in the folder the file browser opens on, so that it has
-// something to show: a text, a settings file, a trace and a folder.
-void SeedFiles(const std::string& root, const char* family) {
-    const qv::family::Family* f = qv::family::find(family);
-    if (!f || f->startDrive.empty()) return;
-    // The simulator keeps a drive in a folder of its name: "D:" in "D",
-    // "/hdd" in "hdd".
-    std::string drive(f->startDrive);
-    if (!drive.empty() && drive.back() == ':') drive.pop_back();
-    if (!drive.empty() && drive.front() == '/') drive.erase(0, 1);
-    const std::filesystem::path start = std::filesystem::path(root) / drive;
-    std::error_code ec;
-    std::filesystem::create_directories(start / "USER", ec);
-    std::ofstream(start / "readme.txt") << "Files on a simulated " << family << " instrument.\n";
-    std::ofstream settings(start / "setup.set", std::ios::binary);
-    for (int i = 0; i < 3000; ++i) settings << char('A' + i % 26);
-    std::ofstream trace(start / "USER" / "trace.csv");
-    for (int i = 0; i < 1001; ++i) trace << 1e6 + i * 1e4 << ";" << -40.0 - (i % 37) * 0.5 << "\n";
-}
-
 }  // namespace
 
 DemoSetup::~DemoSetup() {
@@ -61,13 +39,6 @@ DemoSetup::~DemoSetup() {
 int DemoSetup::instrumentCount() const { return static_cast<int>(sim_.instrumentCount()); }
 
 bool DemoSetup::start(std::string& error) {
-    std::string tmpl = (std::filesystem::temp_directory_path() / "quilvane-demo-XXXXXX").string();
-    if (!::mkdtemp(tmpl.data())) {
-        error = "cannot make a temporary settings folder";
-        return false;
-    }
-    folder_ = tmpl;
-
     qv::sim::SimulatorConfig cfg;
     for (const DemoInstrument& d : kInstruments) {
         qv::sim::InstrumentConfig c;
@@ -75,13 +46,17 @@ bool DemoSetup::start(std::string& error) {
         c.address = "127.0.0.1";
         if (d.vxi11) c.vxi11 = true;
         else c.socketPort = 0;
-        c.root = folder_ + "/instruments/" + d.family;
-        SeedFiles(c.root, d.family);
         cfg.instruments.push_back(c);
     }
     cfg.portmapperPort = 0;
     if (!sim_.start(cfg, error)) return false;
 
+    std::string tmpl = (std::filesystem::temp_directory_path() / "quilvane-demo-XXXXXX").string();
+    if (!::mkdtemp(tmpl.data())) {
+        error = "cannot make a temporary settings folder";
+        return false;
+    }
+    folder_ = tmpl;
     std::filesystem::create_directories(folder_ + "/Tesselhorn/Quilvane");
     const std::string ini = folder_ + "/Tesselhorn/Quilvane/Quilvane.ini";
     // VXI-11 devices share one address and are told apart by instK, in the

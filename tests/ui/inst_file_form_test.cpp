@@ -108,7 +108,8 @@ struct BrowserRig {
         std::ofstream(env.data.file("VisaDevices.ini"))
             << "[MASTERDEVICES]\nValue1=" << family << "\n[FUNCTIONS]\n" << family << "=7\n";
         if (seeds) seeds(root.path());
-        std::vector<std::string> args = {"--profile", family, "--root", root.path(), "--log", log};
+        // Only the files a test puts there: the simulator's examples stay out.
+        std::vector<std::string> args = {"--profile", family, "--root", root.path(), "--log", log, "--no-files"};
         args.insert(args.end(), more.begin(), more.end());
         std::string why;
         EXPECT_TRUE(sim.start(args, &why)) << why;
