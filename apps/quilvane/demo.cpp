@@ -38,6 +38,11 @@ DemoSetup::~DemoSetup() {
 
 int DemoSetup::instrumentCount() const { return static_cast<int>(sim_.instrumentCount()); }
 
+std::string DemoSetup::instrumentRoot(size_t i) {
+    qv::sim::Instrument* inst = sim_.instrument(i);
+    return inst ? inst->rootPath() : std::string();
+}
+
 bool DemoSetup::start(std::string& error) {
     qv::sim::SimulatorConfig cfg;
     for (const DemoInstrument& d : kInstruments) {

@@ -21,6 +21,8 @@ public:
     // The folder that stands for APPDATA.
     const std::string& folder() const { return folder_; }
     int instrumentCount() const;
+    // The folder that holds instrument i's files; empty when there is none.
+    std::string instrumentRoot(size_t i);
 
 private:
     qv::sim::Simulator sim_;
