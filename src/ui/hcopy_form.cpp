@@ -2,6 +2,7 @@
 
 #include "app/context.h"
 #include "app/host.h"
+#include "families/registry.h"
 #include "ui/icons.h"
 #include "ui/main_form.h"
 #include "ui/picture_files.h"
@@ -91,6 +92,16 @@ void HCopyForm::GetHardcopy() {
     // An Update while a hardcopy runs (its pauses let clicks through) waits
     // for nothing: the running one brings the picture.
     if (running_ || closeAsked_) return;
+    // A window that shows a picture fetched from a family that keeps its
+    // pictures as files: there is no screen copy command to send.
+    const family::Family* fam = family::find(MyDevType);
+    if (fam && fam->picturesAsFiles) {
+        app::host().message("Hardcopy",
+                            "This instrument keeps its screen pictures as files on its own disk. Open the newest "
+                            "one in the file browser (Instrument, Files).",
+                            app::Icon::Information);
+        return;
+    }
     running_ = true;
     app::AppContext& ctx = app::context();
     hardcopy::Request r;

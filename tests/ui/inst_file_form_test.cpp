@@ -392,6 +392,13 @@ TEST(InstFileForm, OpenOfAPictureFromTheFileFamilyShowsItInAHardcopyWindow) {
     EXPECT_EQ(shown->picture().size(), QSize(120, 80));
     EXPECT_EQ(shown->picture().pixelColor(5, 5), QColor(Qt::darkCyan));
     EXPECT_TRUE(host.messages().empty());
+    // That window's Update has no screen copy command to send to this family:
+    // it says where new pictures are and keeps the one it shows.
+    shown->GetHardcopy();
+    auto msgs = host.messages();
+    ASSERT_EQ(msgs.size(), 1u);
+    EXPECT_NE(msgs[0].text.find("file browser"), std::string::npos);
+    EXPECT_EQ(shown->picture().pixelColor(5, 5), QColor(Qt::darkCyan));
 }
 
 // A link that drops in the middle of the file leaves nothing that looks
