@@ -5,18 +5,49 @@
 #include "app/standard.h"
 #include "vif.h"
 #include "vif_internal.h"
+#include "instrument_io/visa/progress.h"
 #include "app/debug.h"
 
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 
 namespace qv::io {
+
+namespace {
+
+// Raises the progress event at each whole percent while one file transfer
+// of the VISA layer runs (it moves the whole file in one call).
+class TransferProgressScope {
+public:
+    explicit TransferProgressScope(const std::function<void(float)>& event) {
+        if (!event) return;
+        observer_ = [&event, last = -1](uint64_t done, uint64_t total) mutable {
+            if (total == 0) return;
+            const int percent = int(std::min<uint64_t>(done, total) * 100 / total);
+            if (percent == last) return;
+            last = percent;
+            event(float(percent));
+        };
+        visa::setTransferProgress(&observer_);
+    }
+    ~TransferProgressScope() {
+        if (observer_) visa::setTransferProgress(nullptr);
+    }
+    TransferProgressScope(const TransferProgressScope&) = delete;
+    TransferProgressScope& operator=(const TransferProgressScope&) = delete;
+
+private:
+    visa::TransferProgress observer_;
+};
+
+}  // namespace
 
 using detail::roundHalfEven;
 
@@ -166,6 +197,7 @@ VIF::BlockOutcome VIF::readBlockIntoFile(const std::string& targetFile, long tim
     const double ms = timeout != -1 ? double(timeout) : detail::sizedTimeoutMs(length);
     ViStatus s;
     uint32_t got = 0;
+    TransferProgressScope progress(VIFProgress);
     if (logged) {
         VIFAttrChange(VI_ATTR_TMO_VALUE, 0, ms);
         s = VIFviReadToFile(vi, targetFile, uint32_t(length), got);
@@ -408,7 +440,10 @@ bool VIF::WriteFileToInstrument(const std::string& prefix, const std::string& so
     VIFAttrChange(VI_ATTR_SEND_END_EN, 0, 0);
     sendText(prefix + header, false);
     uint32_t written = 0;
-    if (length > 0) VIFviWriteFromFile(ViSession(Session), sourceFile, uint32_t(length), written);
+    if (length > 0) {
+        TransferProgressScope progress(VIFProgress);
+        VIFviWriteFromFile(ViSession(Session), sourceFile, uint32_t(length), written);
+    }
     VIFAttrChange(VI_ATTR_SEND_END_EN, 1, 0);
     sendText(suffix);
     VIFAttrChange(VI_ATTR_GPIB_READDR_EN, 1, 0);

@@ -9,6 +9,7 @@
 #include <dirent.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <random>
@@ -253,6 +254,28 @@ TEST_P(VifSim, FloatArrayWithoutHashFailsAndKeepsTheArray) {
     EXPECT_EQ(message, "Reading binary header FAILED (no # found)");
     EXPECT_EQ(values, (std::vector<float>{1.0f, 2.0f}));
     EXPECT_EQ(tempFiles(), before);
+}
+
+// A file moves in one VISA call; the progress event still walks from the
+// first bytes to 100, never backwards, both ways.
+TEST_P(VifSim, FileTransfersRaiseProgress) {
+    const std::string data = pattern(3 << 20);
+    TempDir local;
+    ASSERT_TRUE(writeFile(local.file("up.bin"), data));
+    auto v = open();
+    std::vector<float> seen;
+    v->VIFProgress = [&](float p) { seen.push_back(p); };
+    ASSERT_TRUE(v->WriteFileToInstrument("MMEM:DATA 'progress.bin',", local.file("up.bin"), ""));
+    const std::vector<float> up = seen;
+    seen.clear();
+    ASSERT_TRUE(v->ReadFileFromInstrument("MMEM:DATA? 'progress.bin'", local.file("down.bin")));
+    EXPECT_TRUE(readFile(local.file("down.bin")) == data);
+    for (const std::vector<float>* run : {&up, static_cast<const std::vector<float>*>(&seen)}) {
+        ASSERT_GE(run->size(), 2u);
+        EXPECT_TRUE(std::is_sorted(run->begin(), run->end()));
+        EXPECT_LT(run->front(), 100.0f);
+        EXPECT_EQ(run->back(), 100.0f);
+    }
 }
 
 TEST_P(VifSim, FileFromInstrumentWholeEmptyAndCut) {

@@ -1,4 +1,5 @@
 #include "io.h"
+#include "progress.h"
 
 #include "visa_log.h"
 
@@ -214,6 +215,7 @@ ViStatus MemorySink::put(const uint8_t* data, size_t size) {
 }
 
 ViStatus FileSink::put(const uint8_t* data, size_t size) {
+    const size_t whole = size;
     while (size > 0) {
         ssize_t n = ::write(fd_, data, size);
         if (n < 0 && errno == EINTR) continue;
@@ -221,7 +223,23 @@ ViStatus FileSink::put(const uint8_t* data, size_t size) {
         data += n;
         size -= size_t(n);
     }
+    advance(whole);
     return VI_SUCCESS;
+}
+
+void FileSink::advance(uint64_t n) {
+    done_ += n;
+    reportTransfer(done_, total_);
+}
+
+namespace {
+thread_local const TransferProgress* tlsProgress = nullptr;
+}  // namespace
+
+void setTransferProgress(const TransferProgress* observer) { tlsProgress = observer; }
+
+void reportTransfer(uint64_t done, uint64_t total) {
+    if (tlsProgress && *tlsProgress) (*tlsProgress)(done, total);
 }
 
 ViStatus readIntoFile(const char* fileName, uint32_t count, bool append, const ReadFn& read, uint32_t& got) {
@@ -239,7 +257,7 @@ ViStatus readIntoFile(const char* fileName, uint32_t count, bool append, const R
     struct statfs fs {};
     const bool reserved = !append && count >= (4u << 20) && fstatfs(fd.get(), &fs) == 0 &&
                           fs.f_type != TMPFS_MAGIC && fallocate(fd.get(), 0, 0, off_t(count)) == 0;
-    FileSink sink(fd.get());
+    FileSink sink(fd.get(), count);
     ViStatus s = read(sink, count, got);
     if (reserved && ftruncate(fd.get(), off_t(got)) != 0 && s >= 0) s = VI_ERROR_FILE_IO;
     if (::close(fd.release()) != 0 && s >= 0) s = VI_ERROR_FILE_IO;
@@ -280,6 +298,7 @@ ViStatus writeFileInPieces(const char* fileName, uint32_t count, const WritePiec
         uint32_t n = 0;
         ViStatus s = write(cur.data(), uint32_t(curN), last, n);
         written += n;
+        reportTransfer(written, count);
         if (s < 0 || last) return s;
         cur.swap(ahead);
         curN = aheadN;
@@ -338,7 +357,7 @@ ViStatus StreamReader::transfer(Sink& sink, uint64_t n, const Deadline& dl) {
             if (target >= 0 && isSocket_ && n >= 64 * 1024) {
                 uint64_t moved = 0;
                 bool unsupported = false;
-                ViStatus s = spliceToFile(target, n, dl, moved, unsupported);
+                ViStatus s = spliceToFile(static_cast<FileSink&>(sink), n, dl, moved, unsupported);
                 n -= moved;
                 if (s != VI_SUCCESS) return s;
                 if (unsupported) static_cast<FileSink&>(sink).disableSplice();
@@ -356,7 +375,9 @@ ViStatus StreamReader::transfer(Sink& sink, uint64_t n, const Deadline& dl) {
     return VI_SUCCESS;
 }
 
-ViStatus StreamReader::spliceToFile(int fileFd, uint64_t n, const Deadline& dl, uint64_t& moved, bool& unsupported) {
+ViStatus StreamReader::spliceToFile(FileSink& sink, uint64_t n, const Deadline& dl, uint64_t& moved,
+                                    bool& unsupported) {
+    const int fileFd = sink.spliceTarget();
     if (!pipeRead_) {
         int p[2];
         if (pipe2(p, O_CLOEXEC | O_NONBLOCK) != 0) {
@@ -394,8 +415,7 @@ ViStatus StreamReader::spliceToFile(int fileFd, uint64_t n, const Deadline& dl, 
                 while (left > 0) {
                     ssize_t r = ::read(pipeRead_.get(), tmp, std::min(left, sizeof tmp));
                     if (r <= 0) return VI_ERROR_IO;
-                    FileSink fs(fileFd);
-                    if (fs.put(tmp, size_t(r)) != VI_SUCCESS) return VI_ERROR_FILE_IO;
+                    if (sink.put(tmp, size_t(r)) != VI_SUCCESS) return VI_ERROR_FILE_IO;
                     left -= size_t(r);
                 }
                 moved += size_t(in);
@@ -404,6 +424,7 @@ ViStatus StreamReader::spliceToFile(int fileFd, uint64_t n, const Deadline& dl, 
                 return VI_SUCCESS;
             }
             left -= size_t(out);
+            sink.advance(uint64_t(out));
         }
         moved += size_t(in);
         n -= size_t(in);

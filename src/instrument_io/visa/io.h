@@ -88,15 +88,21 @@ private:
     size_t used_ = 0;
 };
 
+// total: the transfer's count, against which the bytes put are reported as
+// progress (reportTransfer).
 class FileSink final : public Sink {
 public:
-    explicit FileSink(int fd) : fd_(fd) {}
+    explicit FileSink(int fd, uint64_t total = 0) : fd_(fd), total_(total) {}
     ViStatus put(const uint8_t* data, size_t size) override;
     int spliceTarget() const override { return spliceOk_ ? fd_ : -1; }
     void disableSplice() { spliceOk_ = false; }
+    // Bytes that reached the file by another way (splice).
+    void advance(uint64_t n);
 
 private:
     int fd_;
+    uint64_t total_ = 0;
+    uint64_t done_ = 0;
     bool spliceOk_ = true;
 };
 
@@ -139,7 +145,7 @@ public:
     ViStatus transfer(Sink& sink, uint64_t n, const Deadline& dl);
 
 private:
-    ViStatus spliceToFile(int fileFd, uint64_t n, const Deadline& dl, uint64_t& moved, bool& unsupported);
+    ViStatus spliceToFile(FileSink& sink, uint64_t n, const Deadline& dl, uint64_t& moved, bool& unsupported);
 
     static constexpr size_t kBufSize = 256 * 1024;
     int fd_ = -1;
