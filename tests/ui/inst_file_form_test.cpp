@@ -19,6 +19,7 @@
 #include <QMdiSubWindow>
 #include <QMenu>
 #include <QMimeData>
+#include <QProgressBar>
 #include <QMouseEvent>
 #include <QTimer>
 #include <QToolButton>
@@ -335,6 +336,8 @@ TEST_P(Fetching, SavesTheInstrumentsBytesWhereTheUserSaid) {
 
     EXPECT_EQ(qvtest::readFile(target), bytes);
     EXPECT_EQ(rig.count(c.command), 1);
+    // The transfer moved the bar to its end.
+    EXPECT_EQ(w->Progress()->value(), 100);
     auto msgs = host.messages();
     ASSERT_EQ(msgs.size(), 1u);
     EXPECT_EQ(msgs[0].title, "DISPLAY FILE?");
