@@ -26,7 +26,7 @@
 #include <QMdiSubWindow>
 #include <QMimeData>
 #include <QProgressBar>
-#include <QStandardItemModel>
+#include <QAbstractTableModel>
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
@@ -46,11 +46,60 @@ using qv::app::host;
 
 // ---------------------------------------------------------------- the list
 
+// The rows of the list: a name and a size text each, shown by both views.
+// A listing replaces them all in one reset, so that a folder of thousands
+// of entries costs the views one layout, not one per row.
+class FileRowsModel : public QAbstractTableModel {
+public:
+    using QAbstractTableModel::QAbstractTableModel;
+
+    void setRows(QVector<QPair<QString, QString>> rows) {
+        beginResetModel();
+        rows_ = std::move(rows);
+        endResetModel();
+    }
+    void append(const QString& name, const QString& sizeText) {
+        beginInsertRows({}, int(rows_.size()), int(rows_.size()));
+        rows_.append({name, sizeText});
+        endInsertRows();
+    }
+    QString name(int row) const { return rows_[row].first; }
+    QString sizeText(int row) const { return rows_[row].second; }
+
+    int rowCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : int(rows_.size()); }
+    int columnCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : 2; }
+    QVariant data(const QModelIndex& index, int role) const override {
+        if (!index.isValid() || index.row() >= int(rows_.size())) return {};
+        const auto& [name, size] = rows_[index.row()];
+        const bool first = index.column() == 0;
+        switch (role) {
+        case Qt::DisplayRole: return first ? name : size;
+        case Qt::DecorationRole: {
+            if (!first) return {};
+            static const QIcon folder(FilePicture(FileGlyph::Folder, 32));
+            static const QIcon file(FilePicture(FileGlyph::File, 32));
+            return size == "DIR" ? folder : file;
+        }
+        case Qt::ToolTipRole: return QString(name + "  " + size);
+        case Qt::TextAlignmentRole:
+            return first ? QVariant() : QVariant(int(Qt::AlignRight | Qt::AlignVCenter));
+        default: return {};
+        }
+    }
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override {
+        if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
+        return section == 0 ? QStringLiteral("FILE") : QStringLiteral("SIZE");
+    }
+
+private:
+    QVector<QPair<QString, QString>> rows_;
+};
+
+
 InstFileList::InstFileList(QWidget* parent) : QStackedWidget(parent) {
     setObjectName("InstFiles");
     setAcceptDrops(true);
-    model_ = new QStandardItemModel(0, 2, this);
-    model_->setHorizontalHeaderLabels({"FILE", "SIZE"});
+    model_ = new FileRowsModel(this);
 
     list_ = new QListView(this);
     list_->setObjectName("InstFilesIcons");
@@ -132,26 +181,20 @@ QAbstractItemView* InstFileList::currentView() const {
     return mode_ == Details ? static_cast<QAbstractItemView*>(details_) : list_;
 }
 
-void InstFileList::clearRows() { model_->removeRows(0, model_->rowCount()); }
+void InstFileList::clearRows() { model_->setRows({}); }
 
-void InstFileList::addRow(const QString& name, const QString& sizeText) {
-    static const QIcon folder(FilePicture(FileGlyph::Folder, 32));
-    static const QIcon file(FilePicture(FileGlyph::File, 32));
-    auto* nameItem = new QStandardItem(sizeText == "DIR" ? folder : file, name);
-    auto* sizeItem = new QStandardItem(sizeText);
-    sizeItem->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    nameItem->setToolTip(name + "  " + sizeText);
-    model_->appendRow({nameItem, sizeItem});
-}
+void InstFileList::addRow(const QString& name, const QString& sizeText) { model_->append(name, sizeText); }
+
+void InstFileList::setRows(QVector<QPair<QString, QString>> rows) { model_->setRows(std::move(rows)); }
 
 int InstFileList::rowCount() const { return model_->rowCount(); }
 
 QString InstFileList::rowText(int row) const {
-    return row >= 0 && row < rowCount() ? model_->item(row, 0)->text() : QString();
+    return row >= 0 && row < rowCount() ? model_->name(row) : QString();
 }
 
 QString InstFileList::sizeText(int row) const {
-    return row >= 0 && row < rowCount() ? model_->item(row, 1)->text() : QString();
+    return row >= 0 && row < rowCount() ? model_->sizeText(row) : QString();
 }
 
 int InstFileList::selectedRow() const {
@@ -428,7 +471,10 @@ void InstFileForm::redraw(bool empty) {
     auto* root = new QTreeWidgetItem(tree_, {"Root"});
     root->setData(0, Qt::UserRole, "Root");
     root->setExpanded(true);
-    for (const fb::InstFileEntry& e : entries_) files_->addRow(qs(e.Name), SizeText(e));
+    QVector<QPair<QString, QString>> rows;
+    rows.reserve(qsizetype(entries_.size()));
+    for (const fb::InstFileEntry& e : entries_) rows.append({qs(e.Name), SizeText(e)});
+    files_->setRows(std::move(rows));
 }
 
 void InstFileForm::doubleClickRow(int row) {

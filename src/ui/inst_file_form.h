@@ -19,7 +19,6 @@ class QComboBox;
 class QLabel;
 class QListView;
 class QProgressBar;
-class QStandardItemModel;
 class QToolBar;
 class QToolButton;
 class QTreeView;
@@ -35,6 +34,7 @@ struct Family;
 namespace qv::ui {
 
 class MainForm;
+class FileRowsModel;
 
 // The list of the current folder ("InstFiles"): columns FILE and SIZE, rows
 // in listing order, and four ways of showing them. The details mode is a
@@ -55,6 +55,8 @@ public:
 
     void clearRows();
     void addRow(const QString& name, const QString& sizeText);
+    // Replaces every row at once.
+    void setRows(QVector<QPair<QString, QString>> rows);
     int rowCount() const;
     QString rowText(int row) const;
     QString sizeText(int row) const;
@@ -76,7 +78,7 @@ protected:
     void dropEvent(QDropEvent* e) override;
 
 private:
-    QStandardItemModel* model_ = nullptr;
+    FileRowsModel* model_ = nullptr;
     QListView* list_ = nullptr;
     QTreeView* details_ = nullptr;
     int mode_ = Details;
