@@ -15,10 +15,13 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <vector>
 
 bool fillFile(const std::string& path, uint64_t bytes);  // main.cpp
+bool demoFigures(const char* flag, const std::string& prefix,
+                 const std::function<void(const std::string&)>& onFigure);  // hardcopy_bench.cpp
 
 namespace {
 
@@ -108,27 +111,16 @@ double browserFetchMBps(const std::string& res, const std::string& command, cons
 
 }  // namespace
 
-// Listing and drawing come from the desktop program in demo mode, without a
-// screen, as the window does them.
-void windowFigure() {
-    std::string cmd =
-        "QT_QPA_PLATFORM=offscreen " + qvtest::binPath("quilvane") + " --demo --measure-browser 2>/dev/null";
-    FILE* p = popen(cmd.c_str(), "r");
-    if (!p) return;
-    char line[512];
-    bool any = false;
-    while (std::fgets(line, sizeof line, p)) {
-        std::string l = line;
-        if (l.rfind("browser window", 0) != 0 && l.rfind("#", 0) != 0) continue;
-        std::fputs(line, stdout);
+// Listing and drawing come from the desktop program in demo mode, as the
+// window does them: a new session (which waits for the last one to close),
+// the catalogue, the parse, the rows drawn.
+static void windowFigure() {
+    const bool any = demoFigures("--measure-browser", "browser window", [](const std::string& l) {
         const size_t eq = l.rfind("= ");
-        if (l.rfind("browser window", 0) == 0 && eq != std::string::npos) {
-            any = true;
+        if (eq != std::string::npos)
             std::printf("browser window listing and drawing to its 200 ms budget ratio = %.2f\n",
                         std::atof(l.c_str() + eq + 2) / 200.0);
-        }
-    }
-    pclose(p);
+    });
     if (!any) std::printf("# quilvane --demo did not report the browser's time\n");
 }
 

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <string>
 
 namespace {
@@ -70,25 +71,37 @@ bool benchHardcopy() {
     return true;
 }
 
-// The window's figures come from the desktop program in demo mode, without a
-// screen: Update to picture drawn, and file on disk to picture on screen.
-void benchHardcopyWindow() {
-    std::string cmd = "QT_QPA_PLATFORM=offscreen " + qvtest::binPath("quilvane") + " --demo --measure-hardcopy 2>/dev/null";
+// Figures the desktop program measures itself in demo mode, without a
+// screen: the lines that begin with prefix (and comments) are printed and
+// handed to onFigure; false when there was none.
+bool demoFigures(const char* flag, const std::string& prefix, const std::function<void(const std::string&)>& onFigure) {
+    std::string cmd = "QT_QPA_PLATFORM=offscreen " + qvtest::binPath("quilvane") + " --demo " + flag + " 2>/dev/null";
     FILE* p = popen(cmd.c_str(), "r");
-    if (!p) return;
+    if (!p) return false;
     char line[512];
     bool any = false;
     while (std::fgets(line, sizeof line, p)) {
         std::string l = line;
-        if (l.rfind("hardcopy window", 0) != 0 && l.rfind("#", 0) != 0) continue;
+        if (l.rfind("#", 0) == 0) std::fputs(line, stdout);
+        if (l.rfind(prefix, 0) != 0) continue;
         std::fputs(line, stdout);
         any = true;
+        onFigure(l);
+    }
+    pclose(p);
+    std::fflush(stdout);
+    return any;
+}
+
+// The window's figures: Update to picture drawn, and file on disk to
+// picture on screen.
+void benchHardcopyWindow() {
+    const bool any = demoFigures("--measure-hardcopy", "hardcopy window", [](const std::string& l) {
         size_t eq = l.rfind("= ");
         if (l.find("from disk to screen") != std::string::npos && eq != std::string::npos)
             std::printf("%s to its 50 ms budget ratio = %.2f\n", l.substr(0, eq - 1).c_str(),
                         std::atof(l.c_str() + eq + 2) / 50.0);
-    }
-    pclose(p);
+    });
     if (!any) std::printf("# quilvane --demo did not report the hardcopy window's times\n");
     std::fflush(stdout);
 }
