@@ -60,6 +60,10 @@ int main(int argc, char** argv) {
     }
 
     qv::sim::Simulator sim;
+    // The ports are announced once the files are there: a client that
+    // starts on the announcement never meets an instrument still drawing
+    // its first files (which would hold back its first answer).
+    cl.simulator.filesBeforeStart = true;
     if (!sim.start(cl.simulator, error)) {
         std::fprintf(stderr, "quilvane-sim: %s\n", error.c_str());
         return 1;

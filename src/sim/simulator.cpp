@@ -208,8 +208,9 @@ bool Simulator::start(const SimulatorConfig& config, std::string& error) {
             return fail(prefix + "address '" + c.address + "' is not a loopback address (127.x.x.x)");
         if (c.socketPort < 0 && !c.vxi11 && !c.pty) c.socketPort = 0;
         std::string why;
-        // Their first files are drawn after the start (seeder below).
-        c.seedLater = true;
+        // Their first files are drawn after the start (seeder below), unless
+        // the caller wants them in place first.
+        c.seedLater = !config.filesBeforeStart;
         e->instrument = Instrument::create(c, why);
         if (!e->instrument) return fail(prefix + why);
         if (c.socketPort >= 0 && !e->socket.open(e->address, c.socketPort, why)) return fail(prefix + "socket: " + why);
@@ -273,15 +274,17 @@ bool Simulator::start(const SimulatorConfig& config, std::string& error) {
     // The instruments' first files, drawn while the caller goes on; an
     // instrument writes them before its first message in any case, so
     // without this thread they are only late.
-    std::vector<Instrument*> toSeed;
-    for (auto& e : s.entries) toSeed.push_back(e->instrument.get());
-    int stopFd = s.stopFd;
-    (void)startThread(s.seeder, [toSeed, stopFd] {
-        for (Instrument* inst : toSeed) {
-            if (isStopped(stopFd)) break;
-            inst->seedNow();
-        }
-    });
+    if (!config.filesBeforeStart) {
+        std::vector<Instrument*> toSeed;
+        for (auto& e : s.entries) toSeed.push_back(e->instrument.get());
+        int stopFd = s.stopFd;
+        (void)startThread(s.seeder, [toSeed, stopFd] {
+            for (Instrument* inst : toSeed) {
+                if (isStopped(stopFd)) break;
+                inst->seedNow();
+            }
+        });
+    }
     s.running = true;
     return true;
 }

@@ -26,6 +26,10 @@ struct SimulatorConfig {
     std::vector<InstrumentConfig> instruments;
     int portmapperPort = -1;  // -1: none, 0: a free port
     bool rpcbind = false;     // register the first VXI-11 port with the system's rpcbind
+    // The instruments' first files are written before start returns. Else
+    // they are drawn in the background (each instrument still writes them
+    // before its first message, only later).
+    bool filesBeforeStart = false;
 };
 
 class Simulator {
