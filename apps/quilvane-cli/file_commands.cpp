@@ -109,18 +109,26 @@ const fb::InstFileEntry* findEntry(const std::vector<fb::InstFileEntry>& entries
     return nullptr;
 }
 
-// Lists the folder of path and finds its entry; prints why not.
-bool locate(Session& s, const std::string& path, std::string& folder, std::string& name,
-            const fb::InstFileEntry*& entry, std::vector<fb::InstFileEntry>& entries) {
-    if (!splitArg(*s.family, path, folder, name)) {
+// The entry a path names, with the listing of its folder.
+struct Located {
+    std::string folder, name;
+    std::vector<fb::InstFileEntry> entries;
+    const fb::InstFileEntry* entry = nullptr;
+};
+
+// Opens the session, lists the folder of path and finds its entry; prints
+// why not.
+bool openAndLocate(const Options& o, const std::string& path, Session& s, Located& at) {
+    if (!openSession(o, s)) return false;
+    if (!splitArg(*s.family, path, at.folder, at.name)) {
         std::fprintf(stderr, "error: %s names no folder; give the full path, e.g. %sNAME\n", path.c_str(),
                      fb::startPath(*s.family).c_str());
         return false;
     }
-    if (!listFolder(s, folder, entries)) return false;
-    entry = findEntry(entries, name);
-    if (!entry) {
-        std::fprintf(stderr, "error: there is no %s in %s\n", name.c_str(), folder.c_str());
+    if (!listFolder(s, at.folder, at.entries)) return false;
+    at.entry = findEntry(at.entries, at.name);
+    if (!at.entry) {
+        std::fprintf(stderr, "error: there is no %s in %s\n", at.name.c_str(), at.folder.c_str());
         return false;
     }
     return true;
@@ -144,12 +152,11 @@ int cmdLs(const Options& o) {
 
 int cmdGet(const Options& o) {
     Session s;
-    if (!openSession(o, s)) return 1;
-    std::string folder, name;
-    const fb::InstFileEntry* entry = nullptr;
-    std::vector<fb::InstFileEntry> entries;
-    if (!locate(s, o.args[2], folder, name, entry, entries)) return 1;
-    if (entry->IsDir) {
+    Located at;
+    if (!openAndLocate(o, o.args[2], s, at)) return 1;
+    const std::string& folder = at.folder;
+    const std::string& name = at.name;
+    if (at.entry->IsDir) {
         std::fprintf(stderr, "error: %s%s is a folder\n", folder.c_str(), name.c_str());
         return 1;
     }
@@ -224,12 +231,9 @@ int cmdMkdir(const Options& o) {
 
 int cmdRm(const Options& o) {
     Session s;
-    if (!openSession(o, s)) return 1;
-    std::string folder, name;
-    const fb::InstFileEntry* entry = nullptr;
-    std::vector<fb::InstFileEntry> entries;
-    if (!locate(s, o.args[2], folder, name, entry, entries)) return 1;
-    const std::string command = fb::removeCommand(*s.family, folder, name, entry->IsDir, false);
+    Located at;
+    if (!openAndLocate(o, o.args[2], s, at)) return 1;
+    const std::string command = fb::removeCommand(*s.family, at.folder, at.name, at.entry->IsDir, false);
     s.vif.WriteString(command, 0);
     if (s.vif.LastVisaStatus() < 0) return fail("rm", s.vif);
     return refused(s.vif, "\"" + command + "\"") ? 1 : 0;
