@@ -218,8 +218,7 @@ bool HCopyForm::SavePicture(const std::string& path) {
 }
 
 void HCopyForm::keyReleaseEvent(QKeyEvent* e) {
-    int code = 0, mods = 0;
-    if (MainForm::HotKeyOf(e, code, mods)) main_.HotKeyManager(*this, code, mods);
+    main_.HotKeyReleased(*this, e);
     QWidget::keyReleaseEvent(e);
 }
 

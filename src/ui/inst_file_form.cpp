@@ -639,8 +639,7 @@ void InstFileForm::SendFiles(const std::vector<std::string>& files) {
 }
 
 void InstFileForm::keyReleaseEvent(QKeyEvent* e) {
-    int code = 0, mods = 0;
-    if (MainForm::HotKeyOf(e, code, mods)) main_.HotKeyManager(*this, code, mods);
+    main_.HotKeyReleased(*this, e);
     QWidget::keyReleaseEvent(e);
 }
 

@@ -530,6 +530,11 @@ bool MainForm::HotKeyOf(const QKeyEvent* e, int& keyCode, int& modifiers) {
     return true;
 }
 
+void MainForm::HotKeyReleased(qv::app::HotKeyWindow& window, const QKeyEvent* e) {
+    int code = 0, mods = 0;
+    if (HotKeyOf(e, code, mods)) HotKeyManager(window, code, mods);
+}
+
 void MainForm::notAvailable(MenuId id) {
     const std::string what = qv::app::PlainCaption(qv::app::MenuEntryOf(id).caption);
     qv::app::host().message(what, what + " is not available in this build.", qv::app::Icon::Information);

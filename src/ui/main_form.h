@@ -77,6 +77,9 @@ public:
     // Screen 44, letters and digits as their upper-case character) and
     // modifier mask (Shift 1, Ctrl 2, Alt 4). False for other keys.
     static bool HotKeyOf(const QKeyEvent* e, int& keyCode, int& modifiers);
+    // A key released in a child window: its hot key, if it is one, goes to
+    // HotKeyManager.
+    void HotKeyReleased(qv::app::HotKeyWindow& window, const QKeyEvent* e);
     // Whether the start sequence is over (splash gone, EndLoad done).
     bool started() const { return started_; }
 
