@@ -26,10 +26,12 @@ enum class MenuId : uint8_t {
     MUtilAllPollStatus,
     MUtilAllInterAct,
     MUtilAllRawRead,
+    MUtilAllTimed,
     IPResolver,
     MUtilTKxVHxCalResults,
     MUtilTKxVHxSelfTest,
     MUtilTKxVHxHardInfo,
+    MUtilTKxVHxSetClock,
     MUtilTKxVHxDiscColor,
     MGLxUtilUserCorrection,
     MWinArr0,  // the four arrange modes, in mode order

@@ -148,6 +148,7 @@ TEST(MainForm, MenuCaptionsAndTheSkinEntries) {
         {"MNewInstFileBrow", "&File Browser..."}, {"MNewInstTables", "&Print Tables..."},
         {"MNewInstScripts", "&Scripts..."}, {"MUtilAllPollStatus", "Poll Main Status Information..."},
         {"MUtilAllInterAct", "&Interactive Control..."}, {"MUtilAllRawRead", "&Raw Reading..."},
+        {"MUtilAllTimed", "&Timed Actions..."}, {"MUtilTKxVHxSetClock", "Set Instrument Clock"},
         {"IPResolver", "&IP Address Resolver..."}, {"MUtilTKxVHxCalResults", "Read &Calibration Results..."},
         {"MUtilTKxVHxSelfTest", "Read Selftest Results..."}, {"MUtilTKxVHxHardInfo", "Read Hardware Info..."},
         {"MUtilTKxVHxDiscColor", "Display &Colors..."}, {"MGLxUtilUserCorrection", "Generator User Correction..."},

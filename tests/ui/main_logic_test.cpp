@@ -221,7 +221,7 @@ TEST(MenuTable, CapabilityBitsOfTheGatedEntries) {
     const std::map<MenuId, int16_t> gated = {
         {MenuId::MNewHardcopy, 1},          {MenuId::MNewTrace, 2},           {MenuId::MNewInstFileBrow, 4},
         {MenuId::MUtilTKxVHxCalResults, 8}, {MenuId::MUtilTKxVHxSelfTest, 8}, {MenuId::MUtilTKxVHxHardInfo, 8},
-        {MenuId::MUtilTKxVHxDiscColor, 8},  {MenuId::MGLxUtilUserCorrection, 16}, {MenuId::MNewInstTables, 32}};
+        {MenuId::MUtilTKxVHxSetClock, 8},   {MenuId::MUtilTKxVHxDiscColor, 8},  {MenuId::MGLxUtilUserCorrection, 16}, {MenuId::MNewInstTables, 32}};
     for (const qv::app::MenuEntry& e : qv::app::MenuEntries()) {
         auto it = gated.find(e.id);
         EXPECT_EQ(qv::app::MenuCapabilityBit(e.id), it == gated.end() ? 0 : it->second) << e.control;
