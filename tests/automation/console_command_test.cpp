@@ -94,6 +94,9 @@ INSTANTIATE_TEST_SUITE_P(
                     {"-222,\"Data out of range\""},
                     opened({"SYST:SIM:ERR -222,'Data out of range';*IDN?",
                             "SYST:ERR?", "SYST:ERR?"})},
+        // An answer that never comes leaves nothing of the read's buffer.
+        ConsoleCase{"QueryNeverAnswered", "SYST:SIM:FAULT 'silent@*IDN?'",
+                    "*IDN?", "", {}, opened({"*IDN?", "SYST:ERR?"}), 5000},
         // Errors left from before are drained by the open, not shown.
         ConsoleCase{"StaleErrorsDrained", "SYST:SIM:ERR -221,'Settings conflict'",
                     "*OPT?", "FQ3", {},

@@ -1,6 +1,7 @@
-// The simulated signal generator the console, raw reading and status tests
-// talk to: one per test program, with a message log to read back what
-// arrived, and a D: drive holding files near and above the raw read limit.
+// The simulated instruments the console, raw reading and status tests talk
+// to, one set per test program: a signal generator with a message log to
+// read back what arrived and a D: drive holding files near and above the
+// raw read limit, and an analyzer for its service queries.
 #pragma once
 
 #include "instrument_io/vif.h"
@@ -35,7 +36,8 @@ struct Sim {
   std::string error;
   std::string near, above; // the contents of D:\near.bin, D:\above.bin
 
-  std::string resource() const { return sim.socketResource(); }
+  std::string resource() const { return sim.socketResource(0); }
+  std::string analyzer() const { return sim.socketResource(1); }
   std::string logPath() const { return root.file("messages.log"); }
 
   // The messages that arrived since the last call.
@@ -67,7 +69,8 @@ private:
     qvtest::writeFile(d + "/near.bin", near);
     qvtest::writeFile(d + "/above.bin", above);
     sim.start({"--profile", "GLY", "--socket-port", "0", "--root", root.path(),
-               "--log", logPath()},
+               "--log", logPath(), "--profile", "TKD", "--socket-port", "0",
+               "--no-files"},
               &error);
   }
 };
