@@ -87,13 +87,6 @@ TEST_F(RawRun, CutsAnAnswerAboveTheLimitAndSaysSo) {
       << "the file is not the answer's start";
 }
 
-TEST_F(RawRun, WithoutATargetOnlySends) {
-  const RawRunResult r = RunRawCommands(sim().resource(), {"*IDN?"}, "");
-  EXPECT_TRUE(r.sent);
-  EXPECT_FALSE(r.read);
-  EXPECT_EQ(sim().newMessages(), (Lines{"*STB?", "SYST:ERR?", "*IDN?"}));
-}
-
 // Nothing pending after the commands: the read runs into its bounded
 // time-out, and neither the old result nor a partial file stays.
 TEST_F(RawRun, AFailedReadLeavesNoFile) {

@@ -26,19 +26,16 @@ TEST_F(RawStatusCli, RawStoresTheAnswerAndFailsLoudly) {
   EXPECT_EQ(qvtest::readFile(out).size(), 999009u);
 
   struct Failure {
-    std::string commandsText; // empty: the file does not exist
+    std::string commandsText;
     std::string resource;
     const char *says;
   };
   for (const Failure &f : {
-           Failure{"", sim().resource(), "cannot be read"},
            Failure{"\r\n \r\n", sim().resource(), "holds no commands"},
            Failure{"*IDN?\n", oneshot::kNobody, "could not be opened"},
        }) {
     const std::string file = dir.file("f.txt");
-    std::remove(file.c_str());
-    if (!f.commandsText.empty())
-      qvtest::writeFile(file, f.commandsText);
+    qvtest::writeFile(file, f.commandsText);
     r = qvtest::runCommand(cli("raw " + f.resource + " " + file + " " + out));
     EXPECT_NE(r.exitCode, 0) << r.output;
     EXPECT_NE(r.output.find(f.says), std::string::npos) << r.output;
