@@ -2,6 +2,7 @@
 
 #include "app/iniio.h"
 #include "app/numeric.h"
+#include "app/profile.h"
 #include "app/text.h"
 
 #include <limits>
@@ -62,15 +63,19 @@ void SaveConsoleHistory(const AppContext& ctx) {
     const std::vector<std::string>& all = ctx.ConsoleHistory;
     const size_t first = all.size() > kConsoleHistoryLimit ? all.size() - kConsoleHistoryLimit : 0;
     const IniRows rows{ctx.IniFilePath, kHistorySection, kHistoryPrefix};
+    std::vector<std::pair<std::string, std::string>> keys;
     int r = 1;
     for (size_t i = first; i < all.size(); ++i) {
-        // An empty row would end the list early: such an entry is left out.
-        if (TrimBlanksTabs(all[i]).empty()) continue;
-        WriteIni(ctx.IniFilePath, kHistorySection, kHistoryPrefix + std::to_string(r++), Value(all[i]));
+        // An empty row would end the list early, and a line end cannot be
+        // stored: such an entry is left out.
+        if (TrimBlanksTabs(all[i]).empty() || all[i].find_first_of("\r\n") != std::string::npos) continue;
+        keys.emplace_back(kHistoryPrefix + std::to_string(r++), all[i]);
     }
     // Rows of a longer list saved before would come back as its tail.
     for (; r <= int(kConsoleHistoryLimit) && !ReadRow(rows, r).empty(); ++r)
-        WriteIni(ctx.IniFilePath, kHistorySection, kHistoryPrefix + std::to_string(r), Value(""));
+        keys.emplace_back(kHistoryPrefix + std::to_string(r), "");
+    // One replacement of the file: the console saves after every command.
+    if (!keys.empty()) ProfileWriteKeys(ctx.IniFilePath, kHistorySection, keys);
 }
 
 bool TracCopyImgClicked(AppContext& ctx, bool ticked) {
