@@ -46,4 +46,7 @@ int cmdPut(const Options& o);
 int cmdMkdir(const Options& o);
 int cmdRm(const Options& o);
 
+// script RES FILE [NAME=VALUE ...]: runs a script, Results on standard output.
+int cmdScript(const Options& o);
+
 }  // namespace qv::cli

@@ -55,6 +55,11 @@ const char* const kUsage =
     "  mkdir RES PATH         make the folder PATH on the instrument\n"
     "  rm RES PATH            delete the file or (empty) folder PATH on the instrument\n"
     "                         PATH as the instrument names it: D:\\USER\\x.set, /hdd/x.wv, INT:\\\n"
+    "  script RES FILE [NAME=VALUE ...]\n"
+    "                         run the script FILE against RES and print its results; parameters\n"
+    "                         not given keep the script's defaults (a bare FILE default lands in\n"
+    "                         the current folder); exit 1 when the run ended with errors, 2 when\n"
+    "                         the script does not serve the identified instrument\n"
     "RES is a VISA resource, e.g. TCPIP::192.168.1.20::INSTR or TCPIP::host::5025::SOCKET.\n"
     "--log writes every VISA call to FILE: level 1 failures, 2 calls (default), 3 calls with all data.\n";
 
@@ -296,6 +301,7 @@ const DirectoryCommand kDirectoryCommands[] = {
     {"put", 3, 3, cmdPut},
     {"mkdir", 2, 2, cmdMkdir},
     {"rm", 2, 2, cmdRm},
+    {"script", 2, 2 + 64, cmdScript},
 };
 
 bool number(const char* text, unsigned long max, unsigned long& out) {
