@@ -33,8 +33,10 @@ bool servedFamily(const Options& o, const automation::ScriptEntry& e, int& rc) {
         return true;
     }
     if (automation::ScriptSupports(e, tag, automation::FamilyAliases(tag))) return true;
-    rc = usageError("the script serves " + automation::SelectionText(e, false) + ", not the " + tag + " at " +
-                    o.args[1]);
+    std::string tags = e.Instr;
+    if (!tags.empty() && tags.back() == ',') tags.pop_back();
+    rc = usageError("the script serves " + (tags.empty() ? std::string("no family") : tags) + ", not the " + tag +
+                    " at " + o.args[1]);
     return false;
 }
 

@@ -181,16 +181,27 @@ std::string Substitute(const std::string &line, const std::vector<ScriptParm> &p
   if (line.find('%') == std::string::npos)
     return line;
   std::string out = line;
+  std::string next;
   for (const ScriptParm &p : parms) {
     const std::string key = "%" + p.name + "%";
-    // Past each inserted value, so that a value holding its own key ends.
-    for (size_t at = out.find(key); at != std::string::npos; at = out.find(key, at + p.value.size())) {
+    size_t at = out.find(key);
+    if (at == std::string::npos)
+      continue;
+    // One pass per parameter; the inserted values are not searched again,
+    // so that a value holding its own key ends.
+    next.clear();
+    size_t from = 0;
+    for (; at != std::string::npos; at = out.find(key, from)) {
       // Values that hold other parameters' keys could double the line with
       // every parameter; no command is this long.
-      if (out.size() + p.value.size() > kMaxSubstitutedLine)
-        return out;
-      out.replace(at, key.size(), p.value);
+      if (next.size() + (at - from) + p.value.size() + (out.size() - at - key.size()) > kMaxSubstitutedLine)
+        break;
+      next.append(out, from, at - from);
+      next += p.value;
+      from = at + key.size();
     }
+    next.append(out, from, std::string::npos);
+    out.swap(next);
   }
   return out;
 }
