@@ -46,6 +46,9 @@ int cmdPut(const Options& o);
 int cmdMkdir(const Options& o);
 int cmdRm(const Options& o);
 
+// Raw reading of a commands file into a file, and the poll-status report.
+int cmdRaw(const Options& o);
+int cmdStatus(const Options& o);
 // script RES FILE [NAME=VALUE ...]: runs a script, Results on standard output.
 int cmdScript(const Options& o);
 
