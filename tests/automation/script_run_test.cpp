@@ -290,7 +290,7 @@ TEST_P(ShippedScripts, RunCleanOnTheSimulator) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Script, ShippedScripts,
-                         ::testing::Values("Identify and read errors", "Fetch a file", "Preset, centre and span"),
+                         ::testing::Values("Identify the instrument", "Fetch a file", "Preset, centre and span"),
                          [](const auto& info) {
                              std::string n;
                              for (const char* p = info.param; *p; ++p)
