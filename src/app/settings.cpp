@@ -1,5 +1,6 @@
 #include "app/settings.h"
 
+#include "app/data_folder.h"
 #include "app/iniio.h"
 #include "app/numeric.h"
 #include "app/profile.h"
@@ -32,7 +33,8 @@ void SetLoadSave(int mode, AppContext& ctx) {
     IniItem(f, "Scan", "IncludeQVIB", ctx.IncludeQVIB, mode, int16_t{0});
     IniItem(f, "Directory", "Save", ctx.SaveFolder, mode, Value(""));
     IniItem(f, "Directory", "Temp", ctx.TempFolder, mode, Value(""));
-    IniItem(f, "Script", "Directory", ctx.ScriptFolder, mode, Value(ProgramFolderOf(ctx) + "/Scripts"));
+    // The shipped scripts, wherever the data files were installed.
+    IniItem(f, "Script", "Directory", ctx.ScriptFolder, mode, Value(dataFolder() + "/Scripts"));
     // No default: a fresh file gives the text " 1", which names no script.
     IniItem(f, "Script", "Recent", ctx.ScriptRecent, mode, Value());
     if (mode == kIniDefault) ctx.ConsoleHistory.clear();
