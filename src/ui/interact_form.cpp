@@ -2,6 +2,7 @@
 
 #include "app/context.h"
 #include "app/host.h"
+#include "app/settings.h"
 #include "ui/qt_host.h"
 
 #include <QApplication>
@@ -166,13 +167,10 @@ void InterActForm::Execute() {
     Answer_->setPlainText(qs(out.answer));
     ExecTime_->setText(qs(out.execTime));
     // The outcome's rows are the whole story (those shown while the command
-    // ran are among them).
+    // ran are among them); without an error the list says "---".
     Status_->clear();
-    std::vector<std::string> errors;
-    for (const std::string& row : out.status) {
-        Status_->addItem(qs(row));
-        if (row != "---") errors.push_back(row);
-    }
+    for (const std::string& row : out.status) Status_->addItem(qs(row));
+    if (out.status.empty() && !out.statusText.empty()) Status_->addItem(qs(out.statusText));
     if (out.scpiError) errorShown_ = true;
 
     // Opened or not, the command joins the list and the history.
@@ -187,9 +185,7 @@ void InterActForm::Execute() {
     applyColours();
     qv::app::host().processEvents();
 
-    // The log holds the queue's errors only; the "---" that says there were
-    // none is not part of it.
-    const std::string entry = qv::automation::ConsoleLogLine(command, out.answer, errors);
+    const std::string entry = qv::automation::ConsoleLogLine(command, out.answer, out.status);
     if (!CommandLog_.back().empty()) CommandLog_.emplace_back();
     CommandLog_.back() = entry;
 
@@ -198,7 +194,10 @@ void InterActForm::Execute() {
 }
 
 void InterActForm::storeHistory() {
-    qv::app::context().ConsoleHistory = history_.commands();
+    // Saved at once: a program that ends badly keeps its history too.
+    qv::app::AppContext& ctx = qv::app::context();
+    ctx.ConsoleHistory = history_.commands();
+    if (!ctx.IniFilePath.empty()) qv::app::SaveConsoleHistory(ctx);
 }
 
 void InterActForm::CopyCommandList() {

@@ -153,7 +153,8 @@ void RawForm::Execute() {
         host.processEvents();
         // A transfer that failed still ends here; the reason comes with it.
         host.message("Raw Reading", r.read ? "FINISHED." : "FINISHED.\r\n" + r.message, qv::app::Icon::Information);
-    } else if (!r.opened && !asked) {
+    } else if (!asked) {
+        // Nothing to ask for: the session did not open or a command did not go out.
         host.message("Raw Reading", r.message.empty() ? "The instrument session could not be opened." : r.message,
                      qv::app::Icon::Warning);
     }

@@ -4,6 +4,7 @@
 #include "ui/interact_form.h"
 #include "console_rig.h"
 #include "scripted_host.h"
+#include "app/settings.h"
 
 #include <QComboBox>
 #include <QKeyEvent>
@@ -152,7 +153,11 @@ TEST_F(Console, HistoryCarriesToTheNextWindowAndUpDownWalkIt) {
         EXPECT_EQ(second->CommandList()->currentText().toStdString(), s.shows) << "step " << n;
         ++n;
     }
-    EXPECT_EQ(qv::app::context().ConsoleHistory, (std::vector<std::string>{"A1", "B2", "A1"}));
+    // In the settings file already, not only in memory.
+    qv::app::AppContext fresh;
+    fresh.IniFilePath = qv::app::context().IniFilePath;
+    qv::app::LoadConsoleHistory(fresh);
+    EXPECT_EQ(fresh.ConsoleHistory, (std::vector<std::string>{"A1", "B2", "A1"}));
 }
 
 }  // namespace
