@@ -1,5 +1,7 @@
 #include "automation/raw_reading.h"
 
+#include "automation/script.h"
+
 #include "instrument_io/vif.h"
 
 #include <algorithm>
@@ -25,15 +27,8 @@ std::string visaText(const io::VIF &v) {
 
 std::vector<std::string> ParseCommandsFile(std::string_view bytes) {
   std::vector<std::string> commands;
-  while (!bytes.empty()) {
-    const size_t end = std::min(bytes.find('\n'), bytes.size());
-    std::string_view line = bytes.substr(0, end);
-    if (!line.empty() && line.back() == '\r')
-      line.remove_suffix(1);
-    if (!isBlank(line))
-      commands.emplace_back(line);
-    bytes.remove_prefix(std::min(end + 1, bytes.size()));
-  }
+  for (std::string& line : SplitLines(bytes))
+    if (!isBlank(line)) commands.push_back(std::move(line));
   return commands;
 }
 

@@ -89,28 +89,19 @@ void traceQuery(CommandContext& c) {
 
 // The frequency window: centre and span in whole hertz, start and stop
 // derived from them, as a sweeping instrument keeps them.
-void centerSet(CommandContext& c) {
+void setHz(CommandContext& c, int64_t& field, int64_t def) {
     int64_t v = 0;
-    if (c.expectParams(1, 1) && c.integerParam(0, v, 0, Instrument::kMaxFrequencyHz, Instrument::kDefaultCenterHz))
-        c.state.centerHz = v;
+    if (c.expectParams(1, 1) && c.integerParam(0, v, 0, Instrument::kMaxFrequencyHz, def)) field = v;
 }
-void centerQuery(CommandContext& c) {
-    if (c.expectParams(0, 0)) c.out.append(std::to_string(c.state.centerHz));
+void queryHz(CommandContext& c, int64_t value) {
+    if (c.expectParams(0, 0)) c.out.append(std::to_string(value));
 }
-void spanSet(CommandContext& c) {
-    int64_t v = 0;
-    if (c.expectParams(1, 1) && c.integerParam(0, v, 0, Instrument::kMaxFrequencyHz, Instrument::kDefaultSpanHz))
-        c.state.spanHz = v;
-}
-void spanQuery(CommandContext& c) {
-    if (c.expectParams(0, 0)) c.out.append(std::to_string(c.state.spanHz));
-}
-void startQuery(CommandContext& c) {
-    if (c.expectParams(0, 0)) c.out.append(std::to_string(c.state.centerHz - c.state.spanHz / 2));
-}
-void stopQuery(CommandContext& c) {
-    if (c.expectParams(0, 0)) c.out.append(std::to_string(c.state.centerHz + c.state.spanHz / 2));
-}
+void centerSet(CommandContext& c) { setHz(c, c.state.centerHz, Instrument::kDefaultCenterHz); }
+void centerQuery(CommandContext& c) { queryHz(c, c.state.centerHz); }
+void spanSet(CommandContext& c) { setHz(c, c.state.spanHz, Instrument::kDefaultSpanHz); }
+void spanQuery(CommandContext& c) { queryHz(c, c.state.spanHz); }
+void startQuery(CommandContext& c) { queryHz(c, c.state.centerHz - c.state.spanHz / 2); }
+void stopQuery(CommandContext& c) { queryHz(c, c.state.centerHz + c.state.spanHz / 2); }
 
 // A single sweep: it keeps the instrument busy like *RST.
 void initiate(CommandContext& c) {
