@@ -91,7 +91,7 @@ QWidget* HCopyForm::frame() {
 void HCopyForm::GetHardcopy() {
     // An Update while a hardcopy runs (its pauses let clicks through) waits
     // for nothing: the running one brings the picture.
-    if (running_ || closeAsked_) return;
+    if (action_.running() || action_.closeAsked()) return;
     // A window that shows a picture fetched from a family that keeps its
     // pictures as files: there is no screen copy command to send.
     const family::Family* fam = family::find(MyDevType);
@@ -102,7 +102,7 @@ void HCopyForm::GetHardcopy() {
                             app::Icon::Information);
         return;
     }
-    running_ = true;
+    RunningAction::Scope scope(action_, frame());
     app::AppContext& ctx = app::context();
     hardcopy::Request r;
     r.resource = MyVISARsc;
@@ -115,15 +115,12 @@ void HCopyForm::GetHardcopy() {
     r.copyImage = ctx.CopyImage != 0;
     outcome_ = hardcopy::GetHardcopy(r, *this, ctx.HardcopyExtension);
     ctx.HardcopyExtension = outcome_.extension;
-    running_ = false;
-    // A close asked for during the run happens now that nothing uses us.
-    if (closeAsked_) QTimer::singleShot(0, frame(), &QWidget::close);
 }
 
 void HCopyForm::clickUpdate() {
     app::AppContext& ctx = app::context();
     main_.HotKeyManager(*this, ctx.UpdateHotKey.KeyCode, ctx.UpdateHotKey.Modifiers);
-    if (closeAsked_) return;
+    if (action_.closeAsked()) return;
     if (ctx.CopyImage) CopyPicture();
     // PasteWord: the hand-over to a word processor is not part of this build;
     // the setting is kept and does nothing here.
@@ -223,14 +220,7 @@ void HCopyForm::keyReleaseEvent(QKeyEvent* e) {
 }
 
 void HCopyForm::closeEvent(QCloseEvent* e) {
-    if (running_) {
-        // The hardcopy on the stack still uses this window: it stops at its
-        // next step and closes the window then.
-        closeAsked_ = true;
-        frame()->hide();
-        e->ignore();
-        return;
-    }
+    if (action_.deferClose(frame(), e)) return;
     e->accept();
 }
 

@@ -5,6 +5,7 @@
 
 #include "app/main_window.h"
 #include "hardcopy/hardcopy.h"
+#include "ui/running_action.h"
 
 #include <QImage>
 #include <QPointer>
@@ -44,7 +45,7 @@ public:
     QToolButton* button(const QString& objectName) const;
     // The last hardcopy's outcome (for the command line's twin and tests).
     const qv::hardcopy::Outcome& lastOutcome() const { return outcome_; }
-    bool running() const { return running_; }
+    bool running() const { return action_.running(); }
 
     // View
     bool showPicture(const std::string& file, qv::hardcopy::Route route, std::string& why) override;
@@ -52,7 +53,7 @@ public:
     void setSizeTwips(int width, int height) override;
     void clearClipboard() override;
     bool progress(int percent) override;
-    bool gone() const override { return closeAsked_; }
+    bool gone() const override { return action_.closeAsked(); }
 
     // HotKeyWindow
     std::string Tag() const override { return "IMAGE"; }
@@ -81,8 +82,7 @@ private:
     std::string pictureFile_;  // the file the picture came from (it may be gone)
     qv::hardcopy::Outcome outcome_;
     QPointer<SplashForm> splash_;
-    bool running_ = false;
-    bool closeAsked_ = false;
+    RunningAction action_;
     QPoint pressAt_;
     bool pressed_ = false;
 };

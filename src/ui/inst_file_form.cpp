@@ -261,20 +261,6 @@ void InstFileList::dropEvent(QDropEvent* e) {
 
 // ---------------------------------------------------------------- the window
 
-// Counts the operations on the stack; the window closes only when the last
-// has ended, since the events an operation lets through may ask for it.
-class InstFileForm::Running {
-public:
-    explicit Running(InstFileForm& f) : f_(f) { ++f_.running_; }
-    ~Running() {
-        if (--f_.running_ == 0 && f_.closeAsked_) QTimer::singleShot(0, f_.frame(), &QWidget::close);
-    }
-    Running(const Running&) = delete;
-    Running& operator=(const Running&) = delete;
-
-private:
-    InstFileForm& f_;
-};
 
 InstFileForm::InstFileForm(MainForm& main, QWidget* parent) : QWidget(parent), main_(main) {
     setObjectName("InstFileForm");
@@ -385,7 +371,7 @@ QString InstFileForm::SizeText(const fb::InstFileEntry& entry) {
 }
 
 void InstFileForm::Load() {
-    Running r(*this);
+    RunningAction::Scope r(action_, frame());
     const std::string start = RefreshDrives();
     DirRefr(start);
     const family::Family& f = family();
@@ -437,7 +423,7 @@ bool InstFileForm::openDevice() {
 }
 
 bool InstFileForm::DirRefr(const std::string& path) {
-    Running r(*this);
+    RunningAction::Scope r(action_, frame());
     const std::string folder = path.empty() ? currentPath() : fb::folderToList(path, Separator);
     if (!openDevice()) return false;
     std::vector<fb::InstFileEntry> listed;
@@ -478,13 +464,13 @@ void InstFileForm::redraw(bool empty) {
 }
 
 void InstFileForm::doubleClickRow(int row) {
-    if (running_ || row < 0 || row >= files_->rowCount()) return;
-    Running r(*this);
+    if (action_.running() || row < 0 || row >= files_->rowCount()) return;
+    RunningAction::Scope r(action_, frame());
     const std::string name = ss(files_->rowText(row));
     const bool isDir = files_->sizeText(row) == "DIR";
     host().busy(true);
     host().processEvents();
-    if (isDir && !closeAsked_) {
+    if (isDir && !action_.closeAsked()) {
         const std::string here = currentPath();
         path_->setText(qs(name == ".." ? fb::parentPath(here, Separator) : fb::childPath(here, name, Separator)));
         DirRefr();
@@ -493,12 +479,12 @@ void InstFileForm::doubleClickRow(int row) {
 }
 
 void InstFileForm::chooseDrive(int index) {
-    if (running_ || index < 0 || index >= drives_->count()) return;
-    Running r(*this);
+    if (action_.running() || index < 0 || index >= drives_->count()) return;
+    RunningAction::Scope r(action_, frame());
     const std::string drive = ss(drives_->itemText(index));
     host().busy(true);
     host().processEvents();
-    if (!closeAsked_) {
+    if (!action_.closeAsked()) {
         path_->setText(qs(drive + Separator));
         DirRefr();
     }
@@ -509,7 +495,7 @@ void InstFileForm::setViewMode(int mode) { files_->setViewMode(mode); }
 
 void InstFileForm::toolbarClicked(const QString& tag) {
     if (tag == "Refresh") {
-        if (!running_) DirRefr();
+        if (!action_.running()) DirRefr();
     } else if (tag == "MkDir") {
         MakeFolder();
     } else if (tag == "Delete") {
@@ -536,8 +522,8 @@ void openInShell(const std::string& file) {
 void InstFileForm::OpenFile(bool Display) {
     const int row = files_->selectedRow();
     // Only a file can be fetched.
-    if (running_ || row < 0 || files_->sizeText(row) == "DIR") return;
-    Running r(*this);
+    if (action_.running() || row < 0 || files_->sizeText(row) == "DIR") return;
+    RunningAction::Scope r(action_, frame());
     const family::Family& f = family();
     const std::string path = currentPath();
     const std::string name = ss(files_->rowText(row));
@@ -596,8 +582,8 @@ void InstFileForm::OpenFile(bool Display) {
 }
 
 void InstFileForm::MakeFolder() {
-    if (running_) return;
-    Running r(*this);
+    if (action_.running()) return;
+    RunningAction::Scope r(action_, frame());
     if (!openDevice()) return;
     std::string name = "New Folder";
     if (host().input("DIRECTORY NAME", "Directory Name:", name) && !name.empty())
@@ -608,8 +594,8 @@ void InstFileForm::MakeFolder() {
 
 void InstFileForm::DeleteSelected(bool byKey) {
     const int row = files_->selectedRow();
-    if (running_ || row < 0) return;
-    Running r(*this);
+    if (action_.running() || row < 0) return;
+    RunningAction::Scope r(action_, frame());
     if (!openDevice()) return;
     const std::string path = currentPath();
     const std::string name = ss(files_->rowText(row));
@@ -622,11 +608,11 @@ void InstFileForm::DeleteSelected(bool byKey) {
 }
 
 void InstFileForm::SendFiles(const std::vector<std::string>& files) {
-    if (running_ || files.empty()) return;
-    Running r(*this);
+    if (action_.running() || files.empty()) return;
+    RunningAction::Scope r(action_, frame());
     host().busy(true);
     host().processEvents();
-    if (!closeAsked_ && openDevice()) {
+    if (!action_.closeAsked() && openDevice()) {
         const std::string path = currentPath();
         std::error_code ec;
         for (const std::string& file : files)
@@ -644,14 +630,7 @@ void InstFileForm::keyReleaseEvent(QKeyEvent* e) {
 }
 
 void InstFileForm::closeEvent(QCloseEvent* e) {
-    if (running_) {
-        // The operation on the stack still uses this window: it closes when
-        // that has ended.
-        closeAsked_ = true;
-        frame()->hide();
-        e->ignore();
-        return;
-    }
+    if (action_.deferClose(frame(), e)) return;
     e->accept();
 }
 

@@ -6,6 +6,7 @@
 
 #include "app/main_window.h"
 #include "file_browser/listing.h"
+#include "ui/running_action.h"
 
 #include <QStackedWidget>
 #include <QWidget>
@@ -129,7 +130,7 @@ public:
     // The listing last drawn.
     const std::vector<qv::file_browser::InstFileEntry>& entries() const { return entries_; }
     // An operation is running (its events may let clicks through).
-    bool running() const { return running_ > 0; }
+    bool running() const { return action_.running(); }
 
     // HotKeyWindow
     std::string Tag() const override { return "INSTFILE"; }
@@ -145,7 +146,6 @@ protected:
 
 private:
     // One operation at a time; a close asked for meanwhile waits for its end.
-    class Running;
     QToolButton* addButton(const QString& name, const QString& caption, const QString& tip, int glyph);
     // A new session for one operation, opened and configured; false (after
     // telling the user) when the instrument cannot be opened.
@@ -164,8 +164,7 @@ private:
     QProgressBar* progress_ = nullptr;
     std::unique_ptr<qv::io::VIF> device_;
     std::vector<qv::file_browser::InstFileEntry> entries_;
-    int running_ = 0;
-    bool closeAsked_ = false;
+    RunningAction action_;
     // The last operation could not open the instrument or got no answer.
     bool unreachable_ = false;
 };

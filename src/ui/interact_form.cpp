@@ -143,10 +143,10 @@ void InterActForm::setStatusRed() {
 void InterActForm::Execute() {
     // The host's event pass inside a command lets clicks through: a second
     // command waits for the first.
-    if (running_) return;
+    if (action_.running()) return;
     const std::string command = ss(CommandList_->currentText());
     if (command.find_first_not_of(" \t") == std::string::npos) return;
-    running_ = true;
+    RunningAction::Scope scope(action_, frame());
 
     Status_->clear();
     Answer_->clear();
@@ -189,8 +189,6 @@ void InterActForm::Execute() {
     if (!CommandLog_.back().empty()) CommandLog_.emplace_back();
     CommandLog_.back() = entry;
 
-    running_ = false;
-    if (closeAsked_) QTimer::singleShot(0, frame(), &QWidget::close);
 }
 
 void InterActForm::storeHistory() {
@@ -238,14 +236,7 @@ bool InterActForm::eventFilter(QObject* o, QEvent* e) {
 }
 
 void InterActForm::closeEvent(QCloseEvent* e) {
-    if (running_) {
-        // The command on the stack still uses this window: it closes when
-        // the command has ended.
-        closeAsked_ = true;
-        frame()->hide();
-        e->ignore();
-        return;
-    }
+    if (action_.deferClose(frame(), e)) return;
     e->accept();
 }
 

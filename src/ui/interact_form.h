@@ -6,6 +6,7 @@
 #pragma once
 
 #include "automation/console.h"
+#include "ui/running_action.h"
 
 #include <QWidget>
 
@@ -46,7 +47,7 @@ public:
     QPushButton* CommandListToClip() const { return CommandListToClip_; }
     // One text per command, each ending in CR LF; one empty text at first.
     const std::vector<std::string>& CommandLog() const { return CommandLog_; }
-    bool running() const { return running_; }
+    bool running() const { return action_.running(); }
 
 protected:
     bool eventFilter(QObject* o, QEvent* e) override;
@@ -69,8 +70,7 @@ private:
     std::vector<std::string> CommandLog_{std::string()};
     qv::automation::CommandHistory history_;
     bool errorShown_ = false;
-    bool running_ = false;
-    bool closeAsked_ = false;
+    RunningAction action_;
 };
 
 }  // namespace qv::ui

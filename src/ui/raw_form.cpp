@@ -127,8 +127,8 @@ bool RawForm::LoadCommandsFile(const std::string& path) {
 }
 
 void RawForm::Execute() {
-    if (running_ || lstCommands_->count() == 0) return;
-    running_ = true;
+    if (action_.running() || lstCommands_->count() == 0) return;
+    RunningAction::Scope scope(action_, frame());
     std::vector<std::string> commands;
     for (int i = 0; i < lstCommands_->count(); ++i) {
         const QByteArray b = lstCommands_->item(i)->text().toLatin1();
@@ -158,17 +158,10 @@ void RawForm::Execute() {
         host.message("Raw Reading", r.message.empty() ? "The instrument session could not be opened." : r.message,
                      qv::app::Icon::Warning);
     }
-    running_ = false;
-    if (closeAsked_) QTimer::singleShot(0, frame(), &QWidget::close);
 }
 
 void RawForm::closeEvent(QCloseEvent* e) {
-    if (running_) {
-        closeAsked_ = true;
-        frame()->hide();
-        e->ignore();
-        return;
-    }
+    if (action_.deferClose(frame(), e)) return;
     e->accept();
 }
 

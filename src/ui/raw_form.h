@@ -3,6 +3,8 @@
 // interpretation. The session work is qv::automation::RunRawCommands.
 #pragma once
 
+#include "ui/running_action.h"
+
 #include <QWidget>
 
 #include <functional>
@@ -38,7 +40,7 @@ public:
     QPushButton* button(const QString& objectName) const;
     // Where the next commands file dialog starts.
     static std::string commandsFolder();
-    bool running() const { return running_; }
+    bool running() const { return action_.running(); }
 
     static constexpr const char* kCommandPrompt = "Please enter write command to execute before; nothing to skip";
 
@@ -51,8 +53,7 @@ private:
     std::function<std::string()> resourceOf_;
     QListWidget* lstCommands_ = nullptr;
     QLineEdit* txtCommand_ = nullptr;
-    bool running_ = false;
-    bool closeAsked_ = false;
+    RunningAction action_;
 };
 
 }  // namespace qv::ui

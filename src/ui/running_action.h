@@ -1,0 +1,49 @@
+// A child window whose action runs on the GUI thread and lets events
+// through meanwhile. A close asked for during the action would delete the
+// window under the action's feet: it hides the window instead, and the
+// window closes once the outermost action has ended.
+#pragma once
+
+#include <QCloseEvent>
+#include <QPointer>
+#include <QTimer>
+#include <QWidget>
+
+namespace qv::ui {
+
+class RunningAction {
+public:
+    bool running() const { return depth_ > 0; }
+    bool closeAsked() const { return closeAsked_; }
+
+    // From closeEvent: true when the close waits for the action (the event
+    // is then ignored and the frame hidden).
+    bool deferClose(QWidget* frame, QCloseEvent* e) {
+        if (!running()) return false;
+        closeAsked_ = true;
+        frame->hide();
+        e->ignore();
+        return true;
+    }
+
+    // One action on the stack; frame: the widget whose close ends the window.
+    class Scope {
+    public:
+        Scope(RunningAction& a, QWidget* frame) : a_(a), frame_(frame) { ++a_.depth_; }
+        ~Scope() {
+            if (--a_.depth_ == 0 && a_.closeAsked_ && frame_) QTimer::singleShot(0, frame_.data(), &QWidget::close);
+        }
+        Scope(const Scope&) = delete;
+        Scope& operator=(const Scope&) = delete;
+
+    private:
+        RunningAction& a_;
+        QPointer<QWidget> frame_;
+    };
+
+private:
+    int depth_ = 0;
+    bool closeAsked_ = false;
+};
+
+}  // namespace qv::ui
