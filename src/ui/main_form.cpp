@@ -15,9 +15,11 @@
 #include "ui/ip_resolve.h"
 #include "ui/qt_host.h"
 #include "ui/remote_editor_form.h"
+#include "ui/script_form.h"
 #include "ui/settings_form.h"
 #include "ui/splash.h"
 #include "ui/sup_devices.h"
+#include "ui/timed_form.h"
 
 #include <QActionGroup>
 #include <QCloseEvent>
@@ -153,7 +155,14 @@ const std::array<MainForm::MenuHandler, qv::app::kMenuIdCount>& MainForm::menuHa
         {MenuId::MUtilAllPollStatus, later},
         {MenuId::MUtilAllInterAct, later},
         {MenuId::MUtilAllRawRead, later},
-        {MenuId::MUtilAllTimed, later},
+        {MenuId::MUtilAllTimed,
+         [](MainForm& f, MenuId) {
+             auto* form = new TimedForm(f);
+             form->MyVISARsc = f.logic_.MyVISARsc;
+             form->MyDevType = f.logic_.MyDevType;
+             form->Load();
+             f.openChild(form);
+         }},
         {MenuId::IPResolver, [](MainForm& f, MenuId) { f.showSingle(f.ipResolve_, [] { return new IPResolve; }); }},
         {MenuId::MUtilTKxVHxCalResults, later},
         {MenuId::MUtilTKxVHxSelfTest, later},
@@ -586,7 +595,14 @@ void MainForm::showInstFileMenu(InstFileForm* form, const QPoint& globalPos) {
     fileMenuFor_ = nullptr;
 }
 void MainForm::runNewInstTables() { notAvailable(MenuId::MNewInstTables); }
-void MainForm::runNewInstScripts() { notAvailable(MenuId::MNewInstScripts); }
+void MainForm::runNewInstScripts() {
+    auto* form = new ScriptForm(*this);
+    form->MyVISARsc = logic_.MyVISARsc;
+    form->MyDevType = logic_.MyDevType;
+    form->MyFirmware = logic_.MyFirmware;
+    openChild(form);
+    form->Load();
+}
 
 void MainForm::clickBigButton(BigButton b) {
     if (!logic_.BigButtonClicked(b)) return;
