@@ -93,14 +93,20 @@ QString clock(int64_t ms) {
     return at.toString("HH:mm:ss") + " (" + QLocale().toString(at.date(), QLocale::ShortFormat) + ")";
 }
 
-// The result of a run for the log: its last line (the verdict), and its
-// first line when that is something else (an answer, an error).
+// The result of a run for the log: its last line (the verdict), and what
+// says most about it: the first error, else the first answer.
 QString verdictOf(const std::string& results) {
     QStringList lines = qs(results).split(QRegularExpression("\r?\n"), Qt::SkipEmptyParts);
     if (lines.isEmpty()) return "(no result)";
-    QString v = lines.last().trimmed();
-    if (lines.size() > 1) v += "  - " + lines.first().trimmed();
-    return v;
+    QString v = lines.takeLast().trimmed();
+    if (lines.isEmpty()) return v;
+    QString detail = lines.first();
+    for (const QString& l : lines)
+        if (l.startsWith("ERROR: ")) {
+            detail = l;
+            break;
+        }
+    return v + "  - " + detail.trimmed();
 }
 }  // namespace
 
@@ -157,6 +163,7 @@ QGroupBox* TimedForm::buildAction() {
     support_ = new QLabel(box);
     support_->setObjectName("ActionSupport");
     support_->setStyleSheet("color: #b03030;");
+    support_->hide();
     g->addWidget(support_, 1, 1);
     parms_ = new QTableWidget(0, 3, box);
     parms_->setObjectName("ActionParameters");
@@ -279,7 +286,7 @@ void TimedForm::Load() {
 
 void TimedForm::scriptChosen(int index) {
     parms_->setRowCount(0);
-    support_->clear();
+    support_->hide();
     if (index < 0 || index >= static_cast<int>(scripts_.size())) return;
     const automation::ScriptEntry& e = scripts_[static_cast<size_t>(index)];
     const auto parms = automation::ScriptParms(e, app::context().SaveFolder);
@@ -294,8 +301,10 @@ void TimedForm::scriptChosen(int index) {
         }
     }
     parms_->resizeColumnToContents(0);
-    if (!automation::ScriptSupports(e, MyDevType, automation::FamilyAliases(MyDevType)))
+    if (!automation::ScriptSupports(e, MyDevType, automation::FamilyAliases(MyDevType))) {
         support_->setText("Current Instrument not supported by this script!");
+        support_->show();
+    }
 }
 
 bool TimedForm::readSpec(automation::ScheduleSpec& s, std::string& message) const {

@@ -15,6 +15,7 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QTableWidget>
+#include <QToolButton>
 
 #include <gtest/gtest.h>
 
@@ -210,8 +211,10 @@ TEST(ScriptForm, RunShowsTheAnswersAndSendsTheCommands) {
     EXPECT_EQ(results(w), "7\nERROR: -113,\"Undefined header\"\nScript terminated with errors!\n");
     EXPECT_EQ(w->Run()->text(), "Run");
     EXPECT_TRUE(w->Run()->isEnabled());
-    const std::vector<std::string> expected = {"*ESE 7", "SYST:ERR?", "*ESE?", "SYST:ERR?",
-                                               "NOSUCH", "SYST:ERR?", "SYST:ERR?"};
+    // The session's opening check, then each line with its error poll; the
+    // error read after NOSUCH is followed by the one that finds the queue empty.
+    const std::vector<std::string> expected = {"*STB?",  "SYST:ERR?", "*ESE 7",    "SYST:ERR?", "*ESE?",
+                                               "SYST:ERR?", "NOSUCH", "SYST:ERR?", "SYST:ERR?"};
     EXPECT_EQ(rig.sent(), expected);
 }
 

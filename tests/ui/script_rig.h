@@ -9,6 +9,8 @@
 
 #include <QAction>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <fstream>
 #include <functional>

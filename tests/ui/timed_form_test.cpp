@@ -10,6 +10,7 @@
 #include <QDateEdit>
 #include <QDateTime>
 #include <QGroupBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMdiSubWindow>
 #include <QPlainTextEdit>
