@@ -161,7 +161,9 @@ const std::array<MainForm::MenuHandler, qv::app::kMenuIdCount>& MainForm::menuHa
              form->MyVISARsc = f.logic_.MyVISARsc;
              form->MyDevType = f.logic_.MyDevType;
              form->Load();
-             f.openChild(form);
+             // Its own height, as far as the work area has room for it.
+             QMdiSubWindow* sub = f.openChild(form);
+             sub->resize(sub->size().boundedTo(f.mdi_->viewport()->size()));
          }},
         {MenuId::IPResolver, [](MainForm& f, MenuId) { f.showSingle(f.ipResolve_, [] { return new IPResolve; }); }},
         {MenuId::MUtilTKxVHxCalResults, later},

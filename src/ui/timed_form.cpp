@@ -138,7 +138,7 @@ TimedForm::TimedForm(MainForm& main, QWidget* parent) : QWidget(parent), main_(m
     log_->setReadOnly(true);
     log_->setLineWrapMode(QPlainTextEdit::NoWrap);
     log_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    log_->setMinimumHeight(90);
+    log_->setMinimumHeight(60);
     lay->addWidget(log_, 1);
 
     timer_ = new QTimer(this);
@@ -146,7 +146,7 @@ TimedForm::TimedForm(MainForm& main, QWidget* parent) : QWidget(parent), main_(m
     connect(timer_, &QTimer::timeout, this, &TimedForm::tick);
     connect(start_, &QPushButton::clicked, this, [this] { Start(); });
     connect(stop_, &QPushButton::clicked, this, &TimedForm::Stop);
-    resize(520, 720);
+    resize(600, 660);
 }
 
 TimedForm::~TimedForm() = default;
