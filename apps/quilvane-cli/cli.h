@@ -46,4 +46,8 @@ int cmdPut(const Options& o);
 int cmdMkdir(const Options& o);
 int cmdRm(const Options& o);
 
+// Raw reading of a commands file into a file, and the poll-status report.
+int cmdRaw(const Options& o);
+int cmdStatus(const Options& o);
+
 }  // namespace qv::cli

@@ -55,6 +55,11 @@ const char* const kUsage =
     "  mkdir RES PATH         make the folder PATH on the instrument\n"
     "  rm RES PATH            delete the file or (empty) folder PATH on the instrument\n"
     "                         PATH as the instrument names it: D:\\USER\\x.set, /hdd/x.wv, INT:\\\n"
+    "  raw RES COMMANDS_FILE OUT\n"
+    "                         send the commands of COMMANDS_FILE (one a line) as they stand and\n"
+    "                         store what the instrument sends after the last one in OUT\n"
+    "                         (at most 1000000 bytes)\n"
+    "  status RES             print the identity, the options and the error queue\n"
     "RES is a VISA resource, e.g. TCPIP::192.168.1.20::INSTR or TCPIP::host::5025::SOCKET.\n"
     "--log writes every VISA call to FILE: level 1 failures, 2 calls (default), 3 calls with all data.\n";
 
@@ -296,6 +301,8 @@ const DirectoryCommand kDirectoryCommands[] = {
     {"put", 3, 3, cmdPut},
     {"mkdir", 2, 2, cmdMkdir},
     {"rm", 2, 2, cmdRm},
+    {"raw", 3, 3, cmdRaw},
+    {"status", 1, 1, cmdStatus},
 };
 
 bool number(const char* text, unsigned long max, unsigned long& out) {

@@ -70,6 +70,8 @@ struct AppContext {
     int16_t ReduceMethod = 2;
     // [Scan]
     int16_t IncludeQVIB = 0;
+    // [InterAct] Command1..: the console's last commands, the oldest first.
+    std::vector<std::string> ConsoleHistory;
     // [SelectedDevice] Number: the list index at the last save.
     int32_t SelectedDeviceNumber = 0;
 

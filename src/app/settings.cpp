@@ -34,11 +34,44 @@ void SetLoadSave(int mode, AppContext& ctx) {
     IniItem(f, "Script", "Directory", ctx.ScriptFolder, mode, Value(ProgramFolderOf(ctx) + "/Scripts"));
     // No default: a fresh file gives the text " 1", which names no script.
     IniItem(f, "Script", "Recent", ctx.ScriptRecent, mode, Value());
+    if (mode == kIniDefault) ctx.ConsoleHistory.clear();
+    if (mode == kIniLoad) LoadConsoleHistory(ctx);
+    if (mode == kIniSave) SaveConsoleHistory(ctx);
     if (mode == kIniSave && ctx.DeviceListIndex) ctx.SelectedDeviceNumber = ctx.DeviceListIndex();
     IniItem(f, "SelectedDevice", "Number", ctx.SelectedDeviceNumber, mode, int32_t{0});
 }
 
 void SetLoadSave(int mode) { SetLoadSave(mode, context()); }
+
+namespace {
+constexpr const char* kHistorySection = "InterAct";
+constexpr const char* kHistoryPrefix = "Command";
+}  // namespace
+
+void LoadConsoleHistory(AppContext& ctx) {
+    ctx.ConsoleHistory.clear();
+    const IniRows rows{ctx.IniFilePath, kHistorySection, kHistoryPrefix};
+    for (int r = 1; r <= int(kConsoleHistoryLimit); ++r) {
+        std::string command = ReadRow(rows, r);
+        if (command.empty()) break;
+        ctx.ConsoleHistory.push_back(std::move(command));
+    }
+}
+
+void SaveConsoleHistory(const AppContext& ctx) {
+    const std::vector<std::string>& all = ctx.ConsoleHistory;
+    const size_t first = all.size() > kConsoleHistoryLimit ? all.size() - kConsoleHistoryLimit : 0;
+    const IniRows rows{ctx.IniFilePath, kHistorySection, kHistoryPrefix};
+    int r = 1;
+    for (size_t i = first; i < all.size(); ++i) {
+        // An empty row would end the list early: such an entry is left out.
+        if (TrimBlanksTabs(all[i]).empty()) continue;
+        WriteIni(ctx.IniFilePath, kHistorySection, kHistoryPrefix + std::to_string(r++), Value(all[i]));
+    }
+    // Rows of a longer list saved before would come back as its tail.
+    for (; r <= int(kConsoleHistoryLimit) && !ReadRow(rows, r).empty(); ++r)
+        WriteIni(ctx.IniFilePath, kHistorySection, kHistoryPrefix + std::to_string(r), Value(""));
+}
 
 bool TracCopyImgClicked(AppContext& ctx, bool ticked) {
     ctx.CopyImg = ticked ? 1 : 0;

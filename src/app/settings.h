@@ -28,6 +28,14 @@ inline constexpr const char* kEscapeSeqSection = "ESCAPESEQS";  // VAL1 "XYZ", V
 void SetLoadSave(int mode, AppContext& ctx);
 void SetLoadSave(int mode);
 
+// The console's history in its own section, [InterAct] Command1 to
+// Command100, the oldest first; at most kConsoleHistoryLimit, the newest
+// kept. Saving clears the rows a shorter list no longer uses. SetLoadSave
+// does both in modes 1 and 2; the console saves after each command.
+inline constexpr size_t kConsoleHistoryLimit = 100;
+void LoadConsoleHistory(AppContext& ctx);
+void SaveConsoleHistory(const AppContext& ctx);
+
 // Check boxes of the trace group: ticking one of the two copy boxes clears
 // the other. Returns true when the other box must be unticked.
 bool TracCopyImgClicked(AppContext& ctx, bool ticked);

@@ -12,13 +12,18 @@ struct ConsoleOutcome {
   bool opened = false;
   std::string answer;              // shown in Answer (queries only)
   std::string execTime = "---";    // milliseconds as a whole number, or "---"
-  std::vector<std::string> status; // the Status rows; "---" alone when none
+  // The Status rows: one per error the queue gave, in order. Empty when
+  // none came; the list then shows statusText.
+  std::vector<std::string> status;
+  std::string statusText; // "---" once the session opened, else empty
   bool scpiError = false; // an error came from the queue: Status turns red
 };
 
 // Sends one command as the console does: a query reads the answer, a
 // write appends ";*WAI" and waits on "*OPC?"; the error queue is polled
 // after each. onScpiError (may be empty) sees each error as it arrives.
+// The time counts the send and the wait, not the open. A session that does
+// not open sends nothing: opened false, answer empty, execTime "---".
 ConsoleOutcome SendConsoleCommand(
     const std::string &resource, const std::string &command,
     const std::function<void(const std::string &error)> &onScpiError = {});
@@ -33,8 +38,10 @@ std::string ConsoleLogLine(const std::string &command,
 class CommandHistory {
 public:
   static constexpr size_t kLimit = 100;
+  // Keeps the newest kLimit; blank entries are dropped.
   void load(std::vector<std::string> commands);
   const std::vector<std::string> &commands() const { return commands_; }
+  // Appends (a blank command is not kept) and ends any walk.
   void add(const std::string &command);
   // The older / newer command from the walk's position; false at the end
   // (Down past the newest gives back the line the user was typing).

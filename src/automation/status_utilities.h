@@ -13,6 +13,7 @@ struct StatusText {
   std::string title; // "Status Information - " and so on; the caller adds the
                      // instrument's name
   std::string text;
+  bool opened = false; // the session opened (the text is shown either way)
 };
 // Opens a session on resource, asks, closes. A session that does not open,
 // or a query that times out, leaves its part empty ("---" where the

@@ -41,7 +41,22 @@ std::string usageText() {
            "                      corrupt-block, silent, error=CODE, busy=N (the next N\n"
            "                      *OPC? queries answer 0; no header) (repeatable)\n"
            "  --points N          trace length (default 1001)\n"
+           "  --opc-delay MS      *RST and INIT keep the instrument busy this long (0..600000,\n"
+           "                      default 0); *OPC? and answers after *WAI wait for them\n"
+           "  --signed-errors     error numbers with a sign: SYST:ERR? answers +0,\"No error\"\n"
            "  An instrument without --socket-port, --vxi11 or --pty gets a socket on a free port.\n"
+           "\n"
+           "Simulator commands (any instrument):\n"
+           "  SYST:SIM:FAUL 'FAULT' | FAUL? | FAUL:CLE  faults at run time\n"
+           "  SYST:SIM:ERR CODE[,\"TEXT\"]   queue an error; each SYST:ERR? takes the next\n"
+           "  SYST:SIM:OPCD MS | OPCD?     the busy time of *RST and INIT\n"
+           "  SYST:SIM:SIGN ON|OFF | SIGN? error numbers with a sign\n"
+           "  SYST:SIM:DATA? N             N bytes (0..2000000), byte i = (i*7+3)&255, no header, LF\n"
+           "  SYST:SIM:TEXT? N             N letters (0..2000000), letter i = 'A'+i%26, LF\n"
+           "  SYST:SIM:HANG?               taken, never answered, no error; a device clear ends it\n"
+           "  SYST:SIM:POIN N | POIN?      trace length\n"
+           "  SYST:TIME H,M,S | TIME?      the clock (out of range: -222); SYST:DATE Y,M,D | DATE?\n"
+           "  Analyzers: CAL:RES?, DIAG:SERV:HWIN?, DIAG:SERV:STES:RES? (empty until *TST?)\n"
            "\n"
            "Global options:\n"
            "  --portmapper-port N our own port mapper on port N (0: a free port)\n"
@@ -147,6 +162,19 @@ bool parseCommandLine(const std::vector<std::string>& args, CommandLine& out, st
                 return false;
             }
             c->points = uint32_t(n);
+        } else if (a == "--opc-delay") {
+            auto* c = current();
+            long long n = 0;
+            if (!c || !value(v)) return false;
+            if (!parseInt(v, n, 0, Instrument::kMaxOpcDelayMs)) {
+                error = "--opc-delay '" + v + "': expected 0.." + std::to_string(Instrument::kMaxOpcDelayMs) + " ms";
+                return false;
+            }
+            c->opcDelayMs = uint32_t(n);
+        } else if (a == "--signed-errors") {
+            auto* c = current();
+            if (!c) return false;
+            c->signedErrors = true;
         } else if (a == "--portmapper-port") {
             if (!port(out.simulator.portmapperPort)) return false;
         } else if (a == "--rpcbind") {

@@ -62,6 +62,7 @@ std::vector<CommandDef> systemCommands();
 std::vector<CommandDef> massMemoryCommands();
 std::vector<CommandDef> measurementCommands();
 std::vector<CommandDef> hardcopyCommands();
+std::vector<CommandDef> serviceCommands();
 
 // Parses a pattern ("[SENSe:]FREQuency:CENTer") into nodes; false if malformed.
 bool parsePattern(std::string_view pattern, Command& out);

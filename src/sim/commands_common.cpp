@@ -1,4 +1,6 @@
 // IEEE 488.2 common commands.
+#include <algorithm>
+
 #include "command_table.h"
 #include "instrument.h"
 #include "scpi_errors.h"
@@ -18,7 +20,15 @@ void opt(CommandContext& c) {
 }
 
 void rst(CommandContext& c) {
-    if (c.expectParams(0, 0)) c.instrument.resetLocked();
+    if (!c.expectParams(0, 0)) return;
+    c.instrument.resetLocked();
+    c.instrument.startOperationLocked();
+}
+
+// The answers of this message and of later ones wait for the running
+// operation, as the instrument takes nothing new before it ends.
+void holdForOperation(CommandContext& c) {
+    c.state.holdUntil = std::max(c.state.holdUntil, c.state.busyUntil);
 }
 
 void cls(CommandContext& c) {
@@ -28,12 +38,14 @@ void cls(CommandContext& c) {
 }
 
 void opcSet(CommandContext& c) {
-    // Every operation here completes at once.
-    if (c.expectParams(0, 0)) c.state.esr |= esr::kOperationComplete;
+    if (!c.expectParams(0, 0)) return;
+    c.state.opcArmed = true;
+    c.instrument.settleLocked();
 }
 
 void opcQuery(CommandContext& c) {
     if (!c.expectParams(0, 0)) return;
+    holdForOperation(c);
     // A busy fault stands for an operation that takes a while: "0" until
     // its count runs out.
     auto& faults = c.state.faults;
@@ -46,7 +58,9 @@ void opcQuery(CommandContext& c) {
     c.out.append("1");
 }
 
-void wai(CommandContext& c) { c.expectParams(0, 0); }
+void wai(CommandContext& c) {
+    if (c.expectParams(0, 0)) holdForOperation(c);
+}
 
 void eseSet(CommandContext& c) {
     int64_t v = 0;
@@ -78,7 +92,9 @@ void stbQuery(CommandContext& c) {
 }
 
 void tstQuery(CommandContext& c) {
-    if (c.expectParams(0, 0)) c.out.append("0");
+    if (!c.expectParams(0, 0)) return;
+    c.state.selfTestRan = true;  // DIAG:SERV:STES:RES? has results from now on
+    c.out.append("0");
 }
 
 void trg(CommandContext& c) { c.expectParams(0, 0); }

@@ -87,11 +87,17 @@ void traceQuery(CommandContext& c) {
     }
 }
 
+// A single sweep: it keeps the instrument busy like *RST.
+void initiate(CommandContext& c) {
+    if (c.expectParams(0, 0)) c.instrument.startOperationLocked();
+}
+
 }  // namespace
 
 std::vector<CommandDef> measurementCommands() {
     return {
         {"INSTrument[:SELect]", instSet, instQuery},
+        {"INITiate[:IMMediate]", initiate, nullptr},
         {"FORMat[:DATA]", formatSet, formatQuery},
         {"TRACe#16[:DATA]", nullptr, traceQuery},
     };

@@ -47,6 +47,10 @@ std::unique_ptr<Instrument> Instrument::create(const InstrumentOptions& options,
         error = "points must be 1.." + std::to_string(kMaxPoints);
         return nullptr;
     }
+    if (options.opcDelayMs > kMaxOpcDelayMs) {
+        error = "the operation delay must be 0.." + std::to_string(kMaxOpcDelayMs) + " ms";
+        return nullptr;
+    }
     std::unique_ptr<Instrument> inst(new Instrument());
     inst->profile_ = profile;
     inst->spillThreshold_ = options.spillThreshold;
@@ -73,6 +77,8 @@ std::unique_ptr<Instrument> Instrument::create(const InstrumentOptions& options,
     inst->seedPending_ = options.seedFiles && options.seedLater;
     if (!options.logFile.empty() && !inst->log_.open(options.logFile, error)) return nullptr;
     inst->state_.points = options.points;
+    inst->state_.opcDelayMs = options.opcDelayMs;
+    inst->state_.signedErrors = options.signedErrors;
     inst->state_.mode = profile->modes.empty() ? "SAN" : profile->modes.front();
     inst->state_.hardcopy.language = profile->hardcopyFormat;
     for (const auto& text : options.faults) {
@@ -120,6 +126,24 @@ void Instrument::resetLocked() {
     sandbox_.reset();
 }
 
+void Instrument::startOperationLocked() {
+    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(state_.opcDelayMs);
+    state_.busyUntil = std::max(state_.busyUntil, until);
+}
+
+void Instrument::settleLocked() {
+    if (state_.opcArmed && std::chrono::steady_clock::now() >= state_.busyUntil) {
+        state_.opcArmed = false;
+        state_.esr |= esr::kOperationComplete;
+    }
+}
+
+std::string Instrument::errorEntryLocked(const QueuedError& e) const {
+    std::string code = std::to_string(e.code);
+    if (state_.signedErrors && e.code >= 0) code.insert(0, 1, '+');
+    return code + "," + qv::sim::quoted(e.text);
+}
+
 void Instrument::seedPendingLocked() {
     if (!seedPending_) return;
     seedPending_ = false;
@@ -153,6 +177,7 @@ void Instrument::clearFaults() {
 
 uint8_t Instrument::statusByte(bool outputPending) {
     std::lock_guard<std::mutex> lock(mutex_);
+    settleLocked();
     return statusByteLocked(outputPending);
 }
 
@@ -193,8 +218,10 @@ int32_t Instrument::lockOwner() {
 void Instrument::execute(const ProgramMessage& msg, bool outputPending, ResponseMessage& out) {
     std::lock_guard<std::mutex> lock(mutex_);
     seedPendingLocked();
+    settleLocked();
     log_.message(msg);
     out = ResponseMessage{};
+    bool answered = false;  // a query gave an answer, maybe an empty one
     if (msg.overflowBytes > 0) {
         pushErrorLocked(err::kTooMuchData);
         return;
@@ -233,6 +260,7 @@ void Instrument::execute(const ProgramMessage& msg, bool outputPending, Response
         Response unitOut;
         CommandContext ctx(*this, unit, match, unitOut, outputPending || !resp.empty());
         handler(ctx);
+        out.silent = out.silent || ctx.silent;
         for (const auto& f : state_.faults) {
             if (!f.appliesTo(match, h.query)) continue;
             switch (f.kind) {
@@ -259,15 +287,23 @@ void Instrument::execute(const ProgramMessage& msg, bool outputPending, Response
                 break;  // *OPC? itself asks for it
             }
         }
-        if (h.query && !unitOut.empty()) {
-            if (!resp.empty()) resp.append(';');
+        if (h.query && (!unitOut.empty() || ctx.emptyAnswer)) {
+            if (answered) resp.append(';');
             resp.appendResponse(std::move(unitOut));
+            answered = true;
         }
         // A command error ends the program message: what follows it cannot
         // be trusted to mean what the sender intended.
         if (ctx.commandError()) break;
     }
-    if (!resp.empty()) resp.append('\n');
+    if (!answered) return;
+    resp.append('\n');
+    // *WAI or *OPC? in this message: the answer waits for the operation.
+    auto now = std::chrono::steady_clock::now();
+    if (state_.holdUntil > now) {
+        auto left = std::chrono::ceil<std::chrono::milliseconds>(state_.holdUntil - now).count();
+        out.delayMs = std::max(out.delayMs, uint32_t(left));
+    }
 }
 
 // ---------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 // against them. Connections share the instrument; each has a Session.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -37,6 +38,10 @@ struct InstrumentOptions {
     bool seedLater = false;
     // Block payloads above this go to a spool file (tests lower it).
     uint64_t spillThreshold = uint64_t(64) << 10;
+    // How long *RST and INIT keep the instrument busy (*OPC?, *WAI wait).
+    uint32_t opcDelayMs = 0;
+    // Error numbers with a sign: +0,"No error".
+    bool signedErrors = false;
 };
 
 struct QueuedError {
@@ -56,6 +61,7 @@ class Instrument {
 public:
     static constexpr size_t kErrorQueueSize = 10;
     static constexpr uint32_t kMaxPoints = 50'000'000;
+    static constexpr uint32_t kMaxOpcDelayMs = 600'000;
 
     static std::unique_ptr<Instrument> create(const InstrumentOptions& options, std::string& error);
     ~Instrument();
@@ -100,6 +106,16 @@ public:
         std::vector<Fault> faults;
         bool remote = false;
         int32_t lockOwner = 0;
+        bool signedErrors = false;
+        // Operations that take time: *RST and INIT run until busyUntil;
+        // *WAI and *OPC? hold the answers of their message until then.
+        uint32_t opcDelayMs = 0;
+        std::chrono::steady_clock::time_point busyUntil{};
+        std::chrono::steady_clock::time_point holdUntil{};
+        bool opcArmed = false;  // *OPC sent while busy: ESR bit 0 when done
+        bool selfTestRan = false;
+        // The instrument's clock: host local time plus this many seconds.
+        int64_t clockOffsetSeconds = 0;
         // Hardcopy and display settings.
         struct Hardcopy {
             std::string language;              // WMF, EMF, BMP, PNG, JPG, PCX
@@ -117,6 +133,12 @@ public:
     void pushErrorLocked(int code, std::string text = {});
     uint8_t statusByteLocked(bool mav) const;
     void resetLocked();  // *RST
+    // Starts an operation that keeps the instrument busy for opcDelayMs.
+    void startOperationLocked();
+    // Sets the operation complete bit once an operation *OPC waited for ends.
+    void settleLocked();
+    // "code,"text"" as SYST:ERR? answers it.
+    std::string errorEntryLocked(const QueuedError& e) const;
 
 private:
     Instrument() = default;
@@ -153,6 +175,10 @@ public:
 
     void error(int code, std::string text = {});
     bool commandError() const { return commandError_; }
+    // The whole response message is never delivered.
+    bool silent = false;
+    // Answer with the terminator alone even when the answer is empty.
+    bool emptyAnswer = false;
     int suffix(size_t i) const { return i < match.suffixes.size() ? match.suffixes[i] : 1; }
     size_t paramCount() const { return unit.params.size(); }
 

@@ -119,6 +119,10 @@ void addScreens(std::vector<Profile>& profiles) {
             p.screenWidth = s.width;
             p.screenHeight = s.height;
         }
+        // The families whose firmware has the service queries of the
+        // analyzer utilities; aliases as their family.
+        static const std::string kUtilities = " TKD TKM TKB TKW TKN TKAH TKA TKR VHJO VHK VHY TKU TKV KDX ";
+        p.analyzerUtilities = kUtilities.find(" " + p.tag + " ") != std::string::npos;
         // Where these firmwares put their screen shots.
         if (p.tag == "TKG") p.folders = {"/Public/Screen Shots"};
         if (p.tag == "MYE") p.folders = {"/INT/DATA"};

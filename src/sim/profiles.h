@@ -19,6 +19,9 @@ struct Profile {
     std::string startDirectory;      // initial MMEM:CDIR, e.g. "D:\" or "/hdd"
     std::vector<std::string> modes;  // INST:SEL words; the first is the default
     bool networkAnalyzer = false;
+    // Calibration results, hardware info and self-test results
+    // (CAL:RES?, DIAG:SERV:HWIN?, DIAG:SERV:STES:RES?).
+    bool analyzerUtilities = false;
     // Folders the firmware keeps besides the start folder.
     std::vector<std::string> folders;
     // Hardcopy language after power-on ("WMF", "EMF", "BMP", "PNG", "JPG",

@@ -50,6 +50,8 @@ INSTANTIATE_TEST_SUITE_P(
                       Args{{"--profile", "TKD", "--address", "localhost"}, false, "loopback"},
                       Args{{"--profile", "TKD", "--fault", "explode"}, false, "unknown kind"},
                       Args{{"--profile", "TKD", "--points", "0"}, false, "--points"},
+                      Args{{"--profile", "TKD", "--opc-delay", "600001"}, false, "--opc-delay"},
+                      Args{{"--opc-delay", "5", "--profile", "TKD"}, false, "must follow"},
                       Args{{"--profile", "TKD", "--lifetime", "-1"}, false, "--lifetime"},
                       Args{{"--profile", "TKD", "--vxi11", "--rpcbind", "--portmapper-port", "0"}, false, "exclude"},
                       Args{{"--profile", "TKD", "--rpcbind"}, false, "--vxi11"},
@@ -61,6 +63,7 @@ TEST(CommandLine, OptionsGoToTheInstrumentBeforeThem) {
     std::string error;
     ASSERT_TRUE(qv::sim::parseCommandLine({"--profile", "TKD", "--socket-port", "5025", "--log", "a.log", "--profile",
                                            "GLN", "--vxi11", "--no-files", "--address", "127.0.0.3", "--points", "77",
+                                           "--opc-delay", "250", "--signed-errors",
                                            "--portmapper-port", "0", "--lifetime", "2.5", "--exit-with-parent"},
                                           cl, error))
         << error;
@@ -76,6 +79,10 @@ TEST(CommandLine, OptionsGoToTheInstrumentBeforeThem) {
     EXPECT_TRUE(in[1].vxi11);
     EXPECT_EQ(in[1].address, "127.0.0.3");
     EXPECT_EQ(in[1].points, 77u);
+    EXPECT_EQ(in[0].opcDelayMs, 0u);
+    EXPECT_FALSE(in[0].signedErrors);
+    EXPECT_EQ(in[1].opcDelayMs, 250u);
+    EXPECT_TRUE(in[1].signedErrors);
     EXPECT_EQ(cl.simulator.portmapperPort, 0);
     EXPECT_DOUBLE_EQ(cl.lifetimeSeconds, 2.5);
     EXPECT_TRUE(cl.exitWithParent);
