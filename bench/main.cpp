@@ -320,6 +320,7 @@ bool fillFile(const std::string& path, uint64_t bytes) {
 
 bool benchScan(int instruments);  // scan_bench.cpp
 bool benchBrowser(uint64_t blockBytes);  // browser_bench.cpp
+bool benchScript();                       // script_bench.cpp
 bool benchHardcopy();             // hardcopy_bench.cpp
 void benchHardcopyWindow();       // hardcopy_bench.cpp
 
@@ -351,6 +352,7 @@ int main(int argc, char** argv) {
     bool scanOnly = false;
     bool hardcopyOnly = false;
     bool browserOnly = false;
+    bool scriptOnly = false;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         if (a == "--block-mib" && i + 1 < argc) blockMiB = std::strtoull(argv[++i], nullptr, 10);
@@ -360,10 +362,11 @@ int main(int argc, char** argv) {
         else if (a == "--scan-only" || a == "--directory-only") scanOnly = true;
         else if (a == "--hardcopy-only") hardcopyOnly = true;
         else if (a == "--browser-only") browserOnly = true;
+        else if (a == "--script-only") scriptOnly = true;
         else {
             std::fprintf(stderr,
                          "usage: quilvane-bench [--block-mib N] [--pyvisa-block-mib N] [--rounds N] [--no-pyvisa] "
-                         "[--directory-only] [--hardcopy-only] [--browser-only]\n");
+                         "[--directory-only] [--hardcopy-only] [--browser-only] [--script-only]\n");
             return 2;
         }
     }
@@ -375,6 +378,8 @@ int main(int argc, char** argv) {
     }
     // --browser-only: the file browser's figures, nothing else.
     if (browserOnly) return benchBrowser(uint64_t(blockMiB) << 20) ? 0 : 1;
+    // --script-only: the script engine next to bare VIF, nothing else.
+    if (scriptOnly) return benchScript() ? 0 : 1;
     // The scan first: it serves its own instruments in this process.
     const bool scanned = benchScan(50);
     benchStartup();
@@ -382,6 +387,7 @@ int main(int argc, char** argv) {
         benchHardcopy();
         benchHardcopyWindow();
         benchBrowser(uint64_t(blockMiB) << 20);
+        benchScript();
     }
     // --directory-only: the two figures of finding instruments, nothing else.
     if (scanOnly) return scanned ? 0 : 1;

@@ -49,5 +49,7 @@ int cmdRm(const Options& o);
 // Raw reading of a commands file into a file, and the poll-status report.
 int cmdRaw(const Options& o);
 int cmdStatus(const Options& o);
+// script RES FILE [NAME=VALUE ...]: runs a script, Results on standard output.
+int cmdScript(const Options& o);
 
 }  // namespace qv::cli

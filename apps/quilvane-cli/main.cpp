@@ -60,6 +60,11 @@ const char* const kUsage =
     "                         store what the instrument sends after the last one in OUT\n"
     "                         (at most 1000000 bytes)\n"
     "  status RES             print the identity, the options and the error queue\n"
+    "  script RES FILE [NAME=VALUE ...]\n"
+    "                         run the script FILE against RES and print its results; parameters\n"
+    "                         not given keep the script's defaults (a bare FILE default lands in\n"
+    "                         the current folder); exit 1 when the run ended with errors, 2 when\n"
+    "                         the script does not serve the identified instrument\n"
     "RES is a VISA resource, e.g. TCPIP::192.168.1.20::INSTR or TCPIP::host::5025::SOCKET.\n"
     "--log writes every VISA call to FILE: level 1 failures, 2 calls (default), 3 calls with all data.\n";
 
@@ -303,6 +308,7 @@ const DirectoryCommand kDirectoryCommands[] = {
     {"rm", 2, 2, cmdRm},
     {"raw", 3, 3, cmdRaw},
     {"status", 1, 1, cmdStatus},
+    {"script", 2, 2 + 64, cmdScript},
 };
 
 bool number(const char* text, unsigned long max, unsigned long& out) {

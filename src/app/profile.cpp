@@ -325,13 +325,19 @@ std::string ProfileRead(const std::string& file, std::string_view section, std::
 
 bool ProfileWrite(const std::string& file, std::string_view section, std::string_view key,
                   std::string_view value) {
+    return ProfileWriteKeys(file, section, {{std::string(key), std::string(value)}});
+}
+
+bool ProfileWriteKeys(const std::string& file, std::string_view section,
+                      const std::vector<std::pair<std::string, std::string>>& keys) {
     if (file.empty()) return false;
     const std::string target = writeTarget(file);
     const ProfileDocument* current = nullptr;
     LoadResult r = load(target, current);
     if (r == LoadResult::Refused) return false;
     ProfileDocument doc = current ? *current : ProfileDocument();
-    if (!doc.set(section, key, value)) return false;
+    for (const auto& [key, value] : keys)
+        if (!doc.set(section, key, value)) return false;
     if (current && doc.content() == current->content()) return true;
 
     mode_t mode = 0644;

@@ -43,6 +43,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace qv::app {
@@ -95,6 +96,10 @@ std::string ProfileRead(const std::string& file, std::string_view section, std::
 // unreadable file, a failed write). The old file stays whole on failure.
 bool ProfileWrite(const std::string& file, std::string_view section, std::string_view key,
                   std::string_view value);
+// Writes several keys of one section in one replacement of the file; false
+// (and the file untouched) when any of them is refused or the write fails.
+bool ProfileWriteKeys(const std::string& file, std::string_view section,
+                      const std::vector<std::pair<std::string, std::string>>& keys);
 std::vector<std::string> ProfileSections(const std::string& file);
 std::vector<std::string> ProfileKeys(const std::string& file, std::string_view section);
 // Forgets every cached file (tests that fake file times use it).

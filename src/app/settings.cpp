@@ -1,7 +1,9 @@
 #include "app/settings.h"
 
+#include "app/data_folder.h"
 #include "app/iniio.h"
 #include "app/numeric.h"
+#include "app/profile.h"
 #include "app/text.h"
 
 #include <limits>
@@ -31,7 +33,8 @@ void SetLoadSave(int mode, AppContext& ctx) {
     IniItem(f, "Scan", "IncludeQVIB", ctx.IncludeQVIB, mode, int16_t{0});
     IniItem(f, "Directory", "Save", ctx.SaveFolder, mode, Value(""));
     IniItem(f, "Directory", "Temp", ctx.TempFolder, mode, Value(""));
-    IniItem(f, "Script", "Directory", ctx.ScriptFolder, mode, Value(ProgramFolderOf(ctx) + "/Scripts"));
+    // The shipped scripts, wherever the data files were installed.
+    IniItem(f, "Script", "Directory", ctx.ScriptFolder, mode, Value(dataFolder() + "/Scripts"));
     // No default: a fresh file gives the text " 1", which names no script.
     IniItem(f, "Script", "Recent", ctx.ScriptRecent, mode, Value());
     if (mode == kIniDefault) ctx.ConsoleHistory.clear();
@@ -62,15 +65,19 @@ void SaveConsoleHistory(const AppContext& ctx) {
     const std::vector<std::string>& all = ctx.ConsoleHistory;
     const size_t first = all.size() > kConsoleHistoryLimit ? all.size() - kConsoleHistoryLimit : 0;
     const IniRows rows{ctx.IniFilePath, kHistorySection, kHistoryPrefix};
+    std::vector<std::pair<std::string, std::string>> keys;
     int r = 1;
     for (size_t i = first; i < all.size(); ++i) {
-        // An empty row would end the list early: such an entry is left out.
-        if (TrimBlanksTabs(all[i]).empty()) continue;
-        WriteIni(ctx.IniFilePath, kHistorySection, kHistoryPrefix + std::to_string(r++), Value(all[i]));
+        // An empty row would end the list early, and a line end cannot be
+        // stored: such an entry is left out.
+        if (TrimBlanksTabs(all[i]).empty() || all[i].find_first_of("\r\n") != std::string::npos) continue;
+        keys.emplace_back(kHistoryPrefix + std::to_string(r++), all[i]);
     }
     // Rows of a longer list saved before would come back as its tail.
     for (; r <= int(kConsoleHistoryLimit) && !ReadRow(rows, r).empty(); ++r)
-        WriteIni(ctx.IniFilePath, kHistorySection, kHistoryPrefix + std::to_string(r), Value(""));
+        keys.emplace_back(kHistoryPrefix + std::to_string(r), "");
+    // One replacement of the file: the console saves after every command.
+    if (!keys.empty()) ProfileWriteKeys(ctx.IniFilePath, kHistorySection, keys);
 }
 
 bool TracCopyImgClicked(AppContext& ctx, bool ticked) {

@@ -23,7 +23,7 @@ inline constexpr const char* kEscapeSeqSection = "ESCAPESEQS";  // VAL1 "XYZ", V
 // mode 1 loads every setting from ctx.IniFilePath, mode 2 saves them, mode 0
 // sets them to their defaults; other modes only set ErrorPollDefault.
 // ErrorPollDefault becomes true first. Script/Directory defaults to the
-// program folder + "/Scripts". SelectedDevice/Number comes last: on save it
+// shipped scripts, dataFolder() + "/Scripts". SelectedDevice/Number comes last: on save it
 // is ctx.DeviceListIndex() when the window has set it, else the value held.
 void SetLoadSave(int mode, AppContext& ctx);
 void SetLoadSave(int mode);

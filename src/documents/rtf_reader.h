@@ -1,7 +1,9 @@
 // Reads the RTF subset the report composer writes (groups, \plain, \fsN,
 // \b \i \ul, \cfN, \highlightN, \ql \qr \qc, \par, \colortbl, "\\") into
-// paragraphs of styled runs. Anything else is skipped; the source is never
-// trusted (bounded depth, no read past its end).
+// paragraphs of styled runs. An alignment word sets the alignment of the
+// paragraph it stands in. Other words are skipped, the font and colour tables
+// and "\*" groups show no text; the source is never trusted (bounded depth,
+// no read past its end, colour indexes outside the table mean no colour).
 #pragma once
 
 #include <cstdint>
@@ -16,7 +18,9 @@ struct RtfColor {
 };
 
 struct RtfRun {
-  std::string text; // bytes as written (Latin-1 where not ASCII)
+  // Bytes as written: the composer's text as it came (UTF-8 in this
+  // program); "\'hh" gives its byte, "\uN" its character in UTF-8.
+  std::string text;
   bool bold = false, italic = false, underline = false;
   int halfPoints = 24;
   bool hasColor = false;

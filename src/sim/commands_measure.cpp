@@ -87,6 +87,31 @@ void traceQuery(CommandContext& c) {
     }
 }
 
+// The frequency window: centre and span in whole hertz, start and stop
+// derived from them, as a sweeping instrument keeps them.
+void centerSet(CommandContext& c) {
+    int64_t v = 0;
+    if (c.expectParams(1, 1) && c.integerParam(0, v, 0, Instrument::kMaxFrequencyHz, Instrument::kDefaultCenterHz))
+        c.state.centerHz = v;
+}
+void centerQuery(CommandContext& c) {
+    if (c.expectParams(0, 0)) c.out.append(std::to_string(c.state.centerHz));
+}
+void spanSet(CommandContext& c) {
+    int64_t v = 0;
+    if (c.expectParams(1, 1) && c.integerParam(0, v, 0, Instrument::kMaxFrequencyHz, Instrument::kDefaultSpanHz))
+        c.state.spanHz = v;
+}
+void spanQuery(CommandContext& c) {
+    if (c.expectParams(0, 0)) c.out.append(std::to_string(c.state.spanHz));
+}
+void startQuery(CommandContext& c) {
+    if (c.expectParams(0, 0)) c.out.append(std::to_string(c.state.centerHz - c.state.spanHz / 2));
+}
+void stopQuery(CommandContext& c) {
+    if (c.expectParams(0, 0)) c.out.append(std::to_string(c.state.centerHz + c.state.spanHz / 2));
+}
+
 // A single sweep: it keeps the instrument busy like *RST.
 void initiate(CommandContext& c) {
     if (c.expectParams(0, 0)) c.instrument.startOperationLocked();
@@ -99,6 +124,10 @@ std::vector<CommandDef> measurementCommands() {
         {"INSTrument[:SELect]", instSet, instQuery},
         {"INITiate[:IMMediate]", initiate, nullptr},
         {"FORMat[:DATA]", formatSet, formatQuery},
+        {"[SENSe]:FREQuency:CENTer", centerSet, centerQuery},
+        {"[SENSe]:FREQuency:SPAN", spanSet, spanQuery},
+        {"[SENSe]:FREQuency:STARt", nullptr, startQuery},
+        {"[SENSe]:FREQuency:STOP", nullptr, stopQuery},
         {"TRACe#16[:DATA]", nullptr, traceQuery},
     };
 }

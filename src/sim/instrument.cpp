@@ -121,6 +121,8 @@ uint8_t Instrument::statusByteLocked(bool mav) const {
 void Instrument::resetLocked() {
     state_.mode = profile_->modes.empty() ? "SAN" : profile_->modes.front();
     state_.asciiFormat = true;
+    state_.centerHz = kDefaultCenterHz;
+    state_.spanHz = kDefaultSpanHz;
     state_.hardcopy = State::Hardcopy{};
     state_.hardcopy.language = profile_->hardcopyFormat;
     sandbox_.reset();

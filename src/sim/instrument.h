@@ -95,6 +95,9 @@ public:
     int32_t lockOwner();
 
     // Settings and registers; handlers reach them with the mutex held.
+    static constexpr int64_t kDefaultCenterHz = 1'500'000'000;
+    static constexpr int64_t kDefaultSpanHz = 3'000'000'000;
+    static constexpr int64_t kMaxFrequencyHz = 100'000'000'000;
     struct State {
         std::deque<QueuedError> errors;
         uint8_t esr = 0x80;  // power on
@@ -103,6 +106,9 @@ public:
         std::string mode;
         bool asciiFormat = true;
         uint32_t points = 1001;
+        // The sweep's frequency window, whole hertz.
+        int64_t centerHz = kDefaultCenterHz;
+        int64_t spanHz = kDefaultSpanHz;
         std::vector<Fault> faults;
         bool remote = false;
         int32_t lockOwner = 0;

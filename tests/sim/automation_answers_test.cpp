@@ -332,3 +332,36 @@ TEST_F(OnTheWire, HangingQueryTimesOutWithoutErrorAndClearFreesTheLink) {
 }
 
 }  // namespace
+
+namespace {
+
+// The frequency window a script sets and reads back: short and long forms,
+// the optional SENSe node, the reset, and values out of range.
+struct Window {
+    const char* name;
+    std::vector<std::string> messages;
+    std::string answer;  // of the last message
+    std::vector<int> errors;
+};
+std::ostream& operator<<(std::ostream& os, const Window& w) { return os << w.name; }
+
+class FrequencyWindow : public ::testing::TestWithParam<Window> {};
+
+TEST_P(FrequencyWindow, SetAndReadBack) {
+    Harness h("TKD");
+    std::string a;
+    for (const auto& m : GetParam().messages) a = h.send(m + "\n");
+    EXPECT_EQ(a, GetParam().answer);
+    EXPECT_EQ(h.errorCodes(), GetParam().errors);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, FrequencyWindow,
+    ::testing::Values(Window{"CenterShortForm", {"FREQ:CENT 1E9", "FREQ:CENT?"}, "1000000000\n", {}},
+                      Window{"SpanLongFormWithSense", {"SENSE:FREQUENCY:SPAN 10E6", "FREQ:SPAN?"}, "10000000\n", {}},
+                      Window{"StartAndStopFollow", {"FREQ:CENT 100E6;:FREQ:SPAN 20E6", "FREQ:STAR?;STOP?"},
+                             "90000000;110000000\n", {}},
+                      Window{"ResetRestores", {"FREQ:CENT 2E9", "*RST", "FREQ:CENT?"}, "1500000000\n", {}},
+                      Window{"NegativeRefused", {"FREQ:SPAN -1", "FREQ:SPAN?"}, "3000000000\n", {-222}}));
+
+}  // namespace
