@@ -157,6 +157,8 @@ void ScriptForm::SelectScript(int index) {
     CancelEdit();
     const automation::ScriptEntry& e = entries_[static_cast<size_t>(index)];
     app::context().ScriptRecent = e.Name;
+    // Long family lists are cut in the box; the tip shows the whole entry.
+    selection_->setToolTip(selection_->itemText(index));
     description_->setPlainText(plain(e.Desc));
     results_->clear();
     const std::vector<automation::ScriptParm> parms = automation::ScriptParms(e, app::context().SaveFolder);
