@@ -128,16 +128,6 @@ TEST(Schedule, ALateTimerDoesNotRunPastTheStopTime) {
     EXPECT_TRUE(s.finished(kT0 + 6000));
 }
 
-TEST(Schedule, NotDueBeforeItsTime) {
-    ScheduleSpec spec = every(1, TimeUnit::Seconds);
-    spec.start = StartMode::In;
-    spec.startIn = 3;
-    Schedule s(spec, kT0);
-    EXPECT_EQ(s.firstRun(), kT0 + 3000);
-    EXPECT_FALSE(s.due(kT0 + 2999));
-    EXPECT_TRUE(s.due(kT0 + 3000));
-}
-
 // ------------------------------------------------------------ validation
 
 struct CheckCase {

@@ -5,11 +5,8 @@
 #include "scripted_host.h"
 #include "script_rig.h"
 
-#include <QButtonGroup>
 #include <QComboBox>
-#include <QDateEdit>
 #include <QDateTime>
-#include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMdiSubWindow>
@@ -42,28 +39,6 @@ void choose(TimedForm* w, const char* option) {
     auto* r = w->findChild<QRadioButton*>(option);
     ASSERT_NE(r, nullptr) << option;
     r->setChecked(true);
-}
-
-TEST(TimedForm, LaysOutItsFramesWithTheUnitLists) {
-    ScriptedHost host;
-    ScriptRig rig;
-    rig.script("p.txt", kProbe);
-    TimedForm* w = openTimed(rig);
-    ASSERT_NE(w, nullptr);
-    EXPECT_EQ(w->windowTitle(), "Timed actions");
-    for (auto [frame, caption] : {std::pair{"StartFrame", "START"}, {"RepeatFrame", "REPEATE"}, {"StopFrame", "STOP"}})
-        EXPECT_EQ(w->findChild<QGroupBox*>(frame)->title(), caption);
-    for (const char* unit : {"StartInUnit", "RepeatEveryUnit", "StopAfterUnit"}) {
-        auto* c = w->findChild<QComboBox*>(unit);
-        ASSERT_NE(c, nullptr) << unit;
-        ASSERT_EQ(c->count(), 3);
-        EXPECT_EQ(c->itemText(2), "hours");
-        EXPECT_EQ(c->currentIndex(), 0);
-    }
-    // The action list has the scripts, not the introduction.
-    ASSERT_EQ(w->scripts().size(), 1u);
-    EXPECT_EQ(w->findChild<QComboBox*>("ActionScript")->currentText(), "Probe (TKD)");
-    EXPECT_EQ(w->findChild<QTableWidget*>("ActionParameters")->item(0, 1)->text(), "4");
 }
 
 TEST(TimedForm, RunsTheScriptOnScheduleUntilItsCount) {
@@ -185,18 +160,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         RefusalCase{"RepeatNotANumber", [](TimedForm* w) { set(w, "RepeatEveryValue", "abc"); },
                     "Repeat every: \"abc\" is not a number."},
-        RefusalCase{"StartAtInThePast",
-                    [](TimedForm* w) {
-                        choose(w, "StartAt");
-                        w->findChild<QDateEdit*>("StartAtDate")->setDate(QDate::currentDate().addDays(-1));
-                    },
-                    "Start at: the time has already passed."},
-        RefusalCase{"NoActions",
-                    [](TimedForm* w) {
-                        choose(w, "StopAfterCountOption");
-                        set(w, "StopAfterCount", "0");
-                    },
-                    "Stop after (actions): enter a whole number from 1 to 1000000000."},
         RefusalCase{"ParameterRefused",
                     [](TimedForm* w) {
                         w->findChild<QTableWidget*>("ActionParameters")->item(0, 1)->setText("40000");
