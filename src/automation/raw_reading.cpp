@@ -40,6 +40,12 @@ std::vector<std::string> ParseCommandsFile(std::string_view bytes) {
 RawRunResult RunRawCommands(const std::string &resource,
                             const std::vector<std::string> &commands,
                             const std::string &target) {
+  return RunRawCommands(resource, commands, [&target] { return target; });
+}
+
+RawRunResult RunRawCommands(const std::string &resource,
+                            const std::vector<std::string> &commands,
+                            const std::function<std::string()> &chooseTarget) {
   RawRunResult r;
   bool any = false;
   for (const std::string &c : commands)
@@ -66,6 +72,7 @@ RawRunResult RunRawCommands(const std::string &resource,
     }
   }
   r.sent = true;
+  const std::string target = chooseTarget ? chooseTarget() : std::string();
   if (target.empty())
     return r;
 

@@ -2,6 +2,7 @@
 // instrument says after the last one streamed into a file.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,5 +28,13 @@ struct RawRunResult {
 RawRunResult RunRawCommands(const std::string &resource,
                             const std::vector<std::string> &commands,
                             const std::string &target);
+
+// The same run on one session for a window that asks for the file only
+// after the commands went out: chooseTarget is called once every command
+// has been sent (not when the session did not open); an empty name ends the
+// run there, with the answer left pending on the instrument.
+RawRunResult RunRawCommands(const std::string &resource,
+                            const std::vector<std::string> &commands,
+                            const std::function<std::string()> &chooseTarget);
 
 } // namespace qv::automation

@@ -6,19 +6,23 @@
 #include "app/iniio.h"
 #include "app/settings.h"
 #include "app/standard.h"
+#include "automation/status_utilities.h"
 #include "families/registry.h"
 #include "ui/big_button.h"
 #include "ui/error_form.h"
 #include "ui/hcopy_form.h"
 #include "ui/icons.h"
 #include "ui/inst_file_form.h"
+#include "ui/interact_form.h"
 #include "ui/ip_resolve.h"
 #include "ui/qt_host.h"
+#include "ui/raw_form.h"
 #include "ui/remote_editor_form.h"
 #include "ui/script_form.h"
 #include "ui/settings_form.h"
 #include "ui/splash.h"
 #include "ui/sup_devices.h"
+#include "ui/text_form.h"
 #include "ui/timed_form.h"
 
 #include <QActionGroup>
@@ -38,6 +42,8 @@
 #include <QStatusBar>
 #include <QTimer>
 #include <QVBoxLayout>
+
+#include <ctime>
 
 namespace qv::ui {
 
@@ -74,6 +80,7 @@ using qv::app::MenuEntry;
 using qv::app::MenuGroup;
 using qv::app::MenuId;
 using qv::app::MenuKind;
+using qv::automation::StatusReport;
 
 MainForm::MainForm(qv::app::AppContext& ctx, qv::app::InstrumentSource& source, QWidget* parent)
     : QMainWindow(parent),
@@ -152,9 +159,9 @@ const std::array<MainForm::MenuHandler, qv::app::kMenuIdCount>& MainForm::menuHa
         {MenuId::FMVIEWMODE1, viewMode},
         {MenuId::FMVIEWMODE2, viewMode},
         {MenuId::FMVIEWMODE3, viewMode},
-        {MenuId::MUtilAllPollStatus, later},
-        {MenuId::MUtilAllInterAct, later},
-        {MenuId::MUtilAllRawRead, later},
+        {MenuId::MUtilAllPollStatus, [](MainForm& f, MenuId) { f.runStatusReport(StatusReport::PollStatus); }},
+        {MenuId::MUtilAllInterAct, [](MainForm& f, MenuId) { f.runInterAct(); }},
+        {MenuId::MUtilAllRawRead, [](MainForm& f, MenuId) { f.runRawRead(); }},
         {MenuId::MUtilAllTimed,
          [](MainForm& f, MenuId) {
              auto* form = new TimedForm(f);
@@ -166,10 +173,10 @@ const std::array<MainForm::MenuHandler, qv::app::kMenuIdCount>& MainForm::menuHa
              sub->resize(sub->size().boundedTo(f.mdi_->viewport()->size()));
          }},
         {MenuId::IPResolver, [](MainForm& f, MenuId) { f.showSingle(f.ipResolve_, [] { return new IPResolve; }); }},
-        {MenuId::MUtilTKxVHxCalResults, later},
-        {MenuId::MUtilTKxVHxSelfTest, later},
-        {MenuId::MUtilTKxVHxHardInfo, later},
-        {MenuId::MUtilTKxVHxSetClock, later},
+        {MenuId::MUtilTKxVHxCalResults, [](MainForm& f, MenuId) { f.runStatusReport(StatusReport::CalResults); }},
+        {MenuId::MUtilTKxVHxSelfTest, [](MainForm& f, MenuId) { f.runStatusReport(StatusReport::SelfTest); }},
+        {MenuId::MUtilTKxVHxHardInfo, [](MainForm& f, MenuId) { f.runStatusReport(StatusReport::HardInfo); }},
+        {MenuId::MUtilTKxVHxSetClock, [](MainForm& f, MenuId) { f.runSetClock(); }},
         {MenuId::MGLxUtilUserCorrection, later},
         {MenuId::MWinArr0, arrange},
         {MenuId::MWinArr1, arrange},
@@ -596,6 +603,41 @@ void MainForm::showInstFileMenu(InstFileForm* form, const QPoint& globalPos) {
     m->exec(globalPos);
     fileMenuFor_ = nullptr;
 }
+void MainForm::runInterAct() {
+    auto* form = new InterActForm(CurrentInstrumentName());
+    form->MyVISARsc = logic_.MyVISARsc;
+    form->MyDevType = logic_.MyDevType;
+    form->MyFirmware = logic_.MyFirmware;
+    openChild(form);
+    form->CommandList()->setFocus();
+}
+
+void MainForm::runRawRead() {
+    // The run takes the selection of its own moment, not of the opening.
+    openChild(new RawForm(CurrentInstrumentName(), [this] { return logic_.MyVISARsc; }));
+}
+
+void MainForm::runStatusReport(StatusReport which) {
+    qv::app::host().busy(true);
+    const qv::automation::StatusText report = qv::automation::ReadStatusReport(which, logic_.MyVISARsc);
+    qv::app::host().busy(false);
+    auto* form = new TextForm;
+    form->setWindowTitle(qs(report.title + CurrentInstrumentName()));
+    form->UpdateDisplay(report.text);
+    openChild(form);
+}
+
+void MainForm::runSetClock() {
+    const std::time_t now = std::time(nullptr);
+    // A refusal has told the user itself.
+    if (!qv::automation::SetInstrumentClock(logic_.MyVISARsc, now)) return;
+    char at[16] = {};
+    std::tm local{};
+    localtime_r(&now, &local);
+    std::strftime(at, sizeof at, "%H:%M:%S", &local);
+    statusBar()->showMessage(QString("Instrument clock set to %1.").arg(at), 5000);
+}
+
 void MainForm::runNewInstTables() { notAvailable(MenuId::MNewInstTables); }
 void MainForm::runNewInstScripts() {
     auto* form = new ScriptForm(*this);

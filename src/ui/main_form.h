@@ -4,6 +4,7 @@
 #pragma once
 
 #include "app/main_window.h"
+#include "automation/status_utilities.h"
 
 #include <QMainWindow>
 #include <QMap>
@@ -115,6 +116,12 @@ private:
     void runNewInstFileBrow();
     void runNewInstTables();
     void runNewInstScripts();
+    void runInterAct();
+    void runRawRead();
+    // A status report of the selected instrument in a new text window.
+    void runStatusReport(qv::automation::StatusReport which);
+    // The instrument's clock from the computer's; a short note on success.
+    void runSetClock();
     // The browser window the instrument file menu acts on: the one that
     // showed it, else the active child.
     InstFileForm* fileMenuTarget() const;

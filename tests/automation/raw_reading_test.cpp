@@ -115,4 +115,51 @@ TEST(RawRunRefused, NothingToSendOrNoSession) {
   EXPECT_FALSE(qvtest::fileExists(target));
 }
 
+// An answer without a length header ends where the link marks its end:
+// VXI-11 does, so a binary answer of any bytes arrives whole up to the limit
+// and is cut there. (A raw socket has no such mark: its answers end at the
+// first line feed.)
+struct PatternCase {
+    long bytes;     // asked of the instrument, the LF after them not counted
+    size_t stored;  // what the file must hold
+    bool cut;       // the run says the limit was reached
+};
+
+class RawOverVxi11 : public ::testing::TestWithParam<PatternCase> {
+protected:
+    static void SetUpTestSuite() {
+        sim_ = new qvtest::SimProcess;
+        sim_->start({"--profile", "TKD", "--vxi11", "--portmapper-port", "0"});
+        if (sim_->running()) setenv("QUILVANE_PORTMAPPER_PORT", std::to_string(sim_->portmapperPort()).c_str(), 1);
+    }
+    static void TearDownTestSuite() {
+        delete sim_;
+        sim_ = nullptr;
+    }
+    static qvtest::SimProcess* sim_;
+};
+qvtest::SimProcess* RawOverVxi11::sim_ = nullptr;
+
+TEST_P(RawOverVxi11, StoresAnswersWithoutHeaderByteForByte) {
+    ASSERT_TRUE(sim_->running());
+    qvtest::TempDir out;
+    const std::string target = out.file("pattern.bin");
+    const RawRunResult r =
+        RunRawCommands(sim_->vxi11Resource(), {"SYST:SIM:DATA? " + std::to_string(GetParam().bytes)}, target);
+    EXPECT_TRUE(r.read) << r.message;
+    EXPECT_EQ(r.message.find("1000000") != std::string::npos, GetParam().cut) << r.message;
+    const std::string stored = qvtest::readFile(target);
+    ASSERT_EQ(stored.size(), GetParam().stored);
+    size_t wrong = 0;
+    for (size_t i = 0; i < stored.size(); ++i) {
+        const char expected = long(i) < GetParam().bytes ? char((i * 7 + 3) & 0xFF) : '\n';
+        wrong += stored[i] != expected;
+    }
+    EXPECT_EQ(wrong, 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, RawOverVxi11,
+                         ::testing::Values(PatternCase{998000, 998001, false}, PatternCase{999999, 1000000, true},
+                                           PatternCase{1500000, 1000000, true}));
+
 } // namespace
