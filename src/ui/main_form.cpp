@@ -18,10 +18,12 @@
 #include "ui/qt_host.h"
 #include "ui/raw_form.h"
 #include "ui/remote_editor_form.h"
+#include "ui/script_form.h"
 #include "ui/settings_form.h"
 #include "ui/splash.h"
 #include "ui/sup_devices.h"
 #include "ui/text_form.h"
+#include "ui/timed_form.h"
 
 #include <QActionGroup>
 #include <QCloseEvent>
@@ -160,7 +162,16 @@ const std::array<MainForm::MenuHandler, qv::app::kMenuIdCount>& MainForm::menuHa
         {MenuId::MUtilAllPollStatus, [](MainForm& f, MenuId) { f.runStatusReport(StatusReport::PollStatus); }},
         {MenuId::MUtilAllInterAct, [](MainForm& f, MenuId) { f.runInterAct(); }},
         {MenuId::MUtilAllRawRead, [](MainForm& f, MenuId) { f.runRawRead(); }},
-        {MenuId::MUtilAllTimed, later},
+        {MenuId::MUtilAllTimed,
+         [](MainForm& f, MenuId) {
+             auto* form = new TimedForm(f);
+             form->MyVISARsc = f.logic_.MyVISARsc;
+             form->MyDevType = f.logic_.MyDevType;
+             form->Load();
+             // Its own height, as far as the work area has room for it.
+             QMdiSubWindow* sub = f.openChild(form);
+             sub->resize(sub->size().boundedTo(f.mdi_->viewport()->size()));
+         }},
         {MenuId::IPResolver, [](MainForm& f, MenuId) { f.showSingle(f.ipResolve_, [] { return new IPResolve; }); }},
         {MenuId::MUtilTKxVHxCalResults, [](MainForm& f, MenuId) { f.runStatusReport(StatusReport::CalResults); }},
         {MenuId::MUtilTKxVHxSelfTest, [](MainForm& f, MenuId) { f.runStatusReport(StatusReport::SelfTest); }},
@@ -628,7 +639,14 @@ void MainForm::runSetClock() {
 }
 
 void MainForm::runNewInstTables() { notAvailable(MenuId::MNewInstTables); }
-void MainForm::runNewInstScripts() { notAvailable(MenuId::MNewInstScripts); }
+void MainForm::runNewInstScripts() {
+    auto* form = new ScriptForm(*this);
+    form->MyVISARsc = logic_.MyVISARsc;
+    form->MyDevType = logic_.MyDevType;
+    form->MyFirmware = logic_.MyFirmware;
+    openChild(form);
+    form->Load();
+}
 
 void MainForm::clickBigButton(BigButton b) {
     if (!logic_.BigButtonClicked(b)) return;
