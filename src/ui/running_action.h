@@ -26,13 +26,20 @@ public:
         return true;
     }
 
-    // One action on the stack; frame: the widget whose close ends the window.
+    // An action begins and ends; frame: the widget whose close ends the
+    // window. end is true when it closes the window (a close was asked for).
+    void begin() { ++depth_; }
+    bool end(QWidget* frame) {
+        if (--depth_ > 0 || !closeAsked_) return false;
+        if (frame) QTimer::singleShot(0, frame, &QWidget::close);
+        return true;
+    }
+
+    // One action as a scope, for windows that outlive their actions.
     class Scope {
     public:
-        Scope(RunningAction& a, QWidget* frame) : a_(a), frame_(frame) { ++a_.depth_; }
-        ~Scope() {
-            if (--a_.depth_ == 0 && a_.closeAsked_ && frame_) QTimer::singleShot(0, frame_.data(), &QWidget::close);
-        }
+        Scope(RunningAction& a, QWidget* frame) : a_(a), frame_(frame) { a_.begin(); }
+        ~Scope() { a_.end(frame_.data()); }
         Scope(const Scope&) = delete;
         Scope& operator=(const Scope&) = delete;
 

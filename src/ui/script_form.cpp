@@ -136,7 +136,7 @@ QWidget* ScriptForm::frame() {
 void ScriptForm::Load() { Reload(); }
 
 void ScriptForm::Reload() {
-    if (running_) return;
+    if (action_.running()) return;
     app::AppContext& ctx = app::context();
     const std::string own = ctx.AppDataFolder.empty() ? std::string() : ctx.AppDataFolder + "/Scripts";
     // An unreadable script is told to the user by the listing itself.
@@ -175,7 +175,7 @@ void ScriptForm::SelectScript(int index) {
     }
     grid_->resizeColumnToContents(kNameCol);
     supported_ = automation::ScriptSupports(e, MyDevType, automation::FamilyAliases(MyDevType));
-    run_->setEnabled(supported_ && !running_);
+    run_->setEnabled(supported_ && !action_.running());
     if (!supported_) appendResults("Current Instrument not supported by this script!");
 }
 
@@ -206,7 +206,7 @@ std::string ScriptForm::QtFilter(const std::string& pairs) {
 }
 
 void ScriptForm::CellClicked(int row, int column) {
-    if (column != kValueCol || running_) return;
+    if (column != kValueCol || action_.running()) return;
     CommitEdit();
     if (row < 0 || row >= grid_->rowCount()) return;
     QTableWidgetItem* value = grid_->item(row, kValueCol);
@@ -287,7 +287,7 @@ void ScriptForm::appendResults(const std::string& text) {
 }
 
 void ScriptForm::clickRun() {
-    if (running_ || !supported_) return;
+    if (action_.running() || !supported_) return;
     CommitEdit();
     const int index = selection_->currentIndex();
     if (index < 0 || index >= static_cast<int>(entries_.size())) return;
@@ -299,7 +299,7 @@ void ScriptForm::clickRun() {
         return;
     }
     const std::string file = entries_[static_cast<size_t>(index)].File;
-    running_ = true;
+    action_.begin();
     run_->setText("Running...");
     run_->setEnabled(false);
     // The list and the grid stay as they are while the script uses them.
@@ -317,21 +317,15 @@ void ScriptForm::clickRun() {
     };
     automation::RunScript(file, parms, MyVISARsc, hooks, 20000);
     if (!alive) return;
-    running_ = false;
     run_->setText("Run");
     run_->setEnabled(supported_);
     selection_->setEnabled(true);
     reload_->setEnabled(true);
-    if (closeAsked_) QTimer::singleShot(0, frame(), &QWidget::close);
+    action_.end(frame());
 }
 
 void ScriptForm::closeEvent(QCloseEvent* e) {
-    if (running_) {
-        closeAsked_ = true;
-        frame()->hide();
-        e->ignore();
-        return;
-    }
+    if (action_.deferClose(frame(), e)) return;
     CancelEdit();
     e->accept();
 }

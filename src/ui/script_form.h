@@ -6,6 +6,7 @@
 #pragma once
 
 #include "automation/script.h"
+#include "ui/running_action.h"
 
 #include <QWidget>
 
@@ -51,7 +52,7 @@ public:
     const std::vector<qv::automation::ScriptEntry>& entries() const { return entries_; }
     // The grid's rows as the engine takes them.
     std::vector<qv::automation::ScriptParm> parameters() const;
-    bool running() const { return running_; }
+    bool running() const { return action_.running(); }
     // Whether the selected script serves MyDevType.
     bool supported() const { return supported_; }
 
@@ -87,8 +88,7 @@ private:
     int editRow_ = -1;       // the row ParInputBox edits, -1 when hidden
     bool committing_ = false;  // a refusal's message box takes the focus
     bool supported_ = false;
-    bool running_ = false;
-    bool closeAsked_ = false;
+    RunningAction action_;
 };
 
 }  // namespace qv::ui

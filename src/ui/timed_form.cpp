@@ -333,7 +333,7 @@ bool TimedForm::readSpec(automation::ScheduleSpec& s, std::string& message) cons
 }
 
 bool TimedForm::Start() {
-    if (schedule_ || running_) return false;
+    if (schedule_ || action_.running()) return false;
     auto refuse = [](const std::string& message) {
         app::host().message(kTitle, message, app::Icon::Warning);
         return false;
@@ -378,12 +378,12 @@ void TimedForm::Stop() {
 void TimedForm::enableFields(bool on) {
     for (QWidget* w : fields_) w->setEnabled(on);
     // A run that outlives a Stop holds Start back until it ends.
-    start_->setEnabled(on && !running_);
+    start_->setEnabled(on && !action_.running());
     stop_->setEnabled(!on);
 }
 
 void TimedForm::arm() {
-    if (!schedule_ || running_) return;
+    if (!schedule_ || action_.running()) return;
     const int64_t now = QDateTime::currentMSecsSinceEpoch();
     if (schedule_->finished(now)) return finish("Finished");
     const int64_t wait = std::clamp<int64_t>(schedule_->nextRun() - now, 0, 1000);
@@ -392,13 +392,13 @@ void TimedForm::arm() {
 }
 
 void TimedForm::tick() {
-    if (!schedule_ || running_) return;
+    if (!schedule_ || action_.running()) return;
     if (schedule_->due(QDateTime::currentMSecsSinceEpoch())) runOnce();
     else arm();
 }
 
 void TimedForm::runOnce() {
-    running_ = true;
+    action_.begin();
     showStatus();
     // The engine lets events run after each line: a Stop or a close may come
     // meanwhile, and the window waits for the run's end to act on them.
@@ -406,15 +406,11 @@ void TimedForm::runOnce() {
     const int64_t started = QDateTime::currentMSecsSinceEpoch();
     const automation::ScriptRunResult r = automation::RunScript(file_, runParms_, MyVISARsc, {}, 20000);
     if (!alive) return;
-    running_ = false;
     const int64_t ended = QDateTime::currentMSecsSinceEpoch();
     ++done_;
     if (schedule_) schedule_->ran(ended);
     log_->appendPlainText(clock(started) + "  #" + QString::number(done_) + "  " + verdictOf(r.results));
-    if (closeAsked_) {
-        QTimer::singleShot(0, frame(), &QWidget::close);
-        return;
-    }
+    if (action_.end(frame())) return;
     if (schedule_) return arm();
     enableFields(true);
     showStatus();
@@ -432,7 +428,7 @@ void TimedForm::finish(const QString& why) {
 
 void TimedForm::showStatus() {
     const QString done = QString::number(done_) + " done";
-    if (running_) {
+    if (action_.running()) {
         status_->setText("Running action " + QString::number(done_ + 1) + " - " + done);
         return;
     }
@@ -447,12 +443,7 @@ void TimedForm::showStatus() {
 
 void TimedForm::closeEvent(QCloseEvent* e) {
     Stop();
-    if (running_) {
-        closeAsked_ = true;
-        frame()->hide();
-        e->ignore();
-        return;
-    }
+    if (action_.deferClose(frame(), e)) return;
     e->accept();
 }
 

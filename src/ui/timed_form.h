@@ -7,6 +7,7 @@
 
 #include "automation/schedule.h"
 #include "automation/script.h"
+#include "ui/running_action.h"
 
 #include <QWidget>
 
@@ -49,7 +50,7 @@ public:
     void Stop();
 
     bool active() const { return schedule_.has_value(); }
-    bool running() const { return running_; }
+    bool running() const { return action_.running(); }
     // Runs done since the last Start.
     int64_t count() const { return done_; }
     // The action's choices: the listed scripts (without the introduction).
@@ -103,8 +104,7 @@ private:
     std::vector<qv::automation::ScriptParm> runParms_;
     int64_t done_ = 0;
     QString ended_ = "Not started";  // why the last schedule ended
-    bool running_ = false;
-    bool closeAsked_ = false;
+    RunningAction action_;
 };
 
 }  // namespace qv::ui
