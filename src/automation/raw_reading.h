@@ -17,24 +17,22 @@ std::vector<std::string> ParseCommandsFile(std::string_view bytes);
 
 // What a run did.
 struct RawRunResult {
-  bool opened = false;
-  bool sent = false;   // every command went out
-  bool read = false;   // the answer reached the file
-  std::string message; // what went wrong, for a log or the command line
+    bool opened = false;
+    bool sent = false;    // every command went out
+    bool read = false;    // the answer reached the file
+    std::string message;  // what went wrong, for a log or the command line
 };
 // Sends each command (blank rows skipped), then, when target is not
 // empty, reads the pending answer (at most kRawReadLimit bytes) into it.
 // An empty target only sends.
-RawRunResult RunRawCommands(const std::string &resource,
-                            const std::vector<std::string> &commands,
-                            const std::string &target);
+RawRunResult RunRawCommands(const std::string& resource, const std::vector<std::string>& commands,
+                            const std::string& target);
 
 // The same run on one session for a window that asks for the file only
 // after the commands went out: chooseTarget is called once every command
 // has been sent (not when the session did not open); an empty name ends the
 // run there, with the answer left pending on the instrument.
-RawRunResult RunRawCommands(const std::string &resource,
-                            const std::vector<std::string> &commands,
-                            const std::function<std::string()> &chooseTarget);
+RawRunResult RunRawCommands(const std::string& resource, const std::vector<std::string>& commands,
+                            const std::function<std::string()>& chooseTarget);
 
-} // namespace qv::automation
+}  // namespace qv::automation

@@ -16,18 +16,24 @@ constexpr int64_t kMinIntervalMs = 100;
 
 int64_t firstRunOf(const ScheduleSpec& s, int64_t created) {
     switch (s.start) {
-        case StartMode::At: return s.startAt;
-        case StartMode::In: return created + AmountMs(s.startIn, s.startInUnit);
-        default: return created;
+        case StartMode::At:
+            return s.startAt;
+        case StartMode::In:
+            return created + AmountMs(s.startIn, s.startInUnit);
+        default:
+            return created;
     }
 }
 }  // namespace
 
 int64_t UnitMs(TimeUnit u) {
     switch (u) {
-        case TimeUnit::Minutes: return 60'000;
-        case TimeUnit::Hours: return 3'600'000;
-        default: return 1000;
+        case TimeUnit::Minutes:
+            return 60'000;
+        case TimeUnit::Hours:
+            return 3'600'000;
+        default:
+            return 1000;
     }
 }
 
@@ -116,8 +122,10 @@ Schedule::Schedule(const ScheduleSpec& spec, int64_t created) : spec_(spec) {
     first_ = firstRunOf(spec, created);
     next_ = first_;
     interval_ = std::max<int64_t>(AmountMs(spec.every, spec.everyUnit), 1);
-    if (spec.stop == StopMode::At) stopTime_ = spec.stopAt;
-    else if (spec.stop == StopMode::After) stopTime_ = first_ + AmountMs(spec.stopAfter, spec.stopAfterUnit);
+    if (spec.stop == StopMode::At)
+        stopTime_ = spec.stopAt;
+    else if (spec.stop == StopMode::After)
+        stopTime_ = first_ + AmountMs(spec.stopAfter, spec.stopAfterUnit);
 }
 
 bool Schedule::finished(int64_t now) const {

@@ -82,8 +82,7 @@ std::vector<ScriptEntry> FindScripts(const std::string& firstFolder, const std::
             ReadScriptHeader(text, e);
             if (e.Name.empty()) continue;
             // The first folder is read first: the user's script hides a shipped one.
-            if (std::any_of(list.begin(), list.end(), [&](const ScriptEntry& o) { return o.Name == e.Name; }))
-                continue;
+            if (std::any_of(list.begin(), list.end(), [&](const ScriptEntry& o) { return o.Name == e.Name; })) continue;
             e.File = path;
             list.push_back(std::move(e));
         }

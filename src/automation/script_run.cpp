@@ -37,9 +37,12 @@ bool noError(const std::string& answer) {
 std::string openFailureText(const std::string& resource, const io::VIF& v) {
     const ViStatus s = v.LastVisaStatus();
     std::string why;
-    if (!io::visaAvailable() || !v.VISAFound()) why = "no VISA layer is available";
-    else if (s < 0) why = visa::statusName(s) + " (" + visa::statusText(s) + ")";
-    else why = "the session did not open";
+    if (!io::visaAvailable() || !v.VISAFound())
+        why = "no VISA layer is available";
+    else if (s < 0)
+        why = visa::statusName(s) + " (" + visa::statusText(s) + ")";
+    else
+        why = "the session did not open";
     return "ERROR: " + resource + " could not be opened: " + why + kCrLf;
 }
 
@@ -76,8 +79,10 @@ public:
             } else if (l.keyword == "scpi") {
                 if (!scpi(l.value)) failed = true;
             } else if (l.keyword == "dwnl") {
-                if (failed) append("Download: Skipped due to previous errors!");
-                else if (!download(l.value)) failed = true;
+                if (failed)
+                    append("Download: Skipped due to previous errors!");
+                else if (!download(l.value))
+                    failed = true;
             } else if (l.keyword != "name" && l.keyword != "desc" && l.keyword != "parm" && l.keyword != "instr") {
                 app::host().message("Illegal Command",
                                     "Illegal command: " + l.keyword + " in line " + std::to_string(number) + "!",
@@ -133,8 +138,8 @@ private:
             append("ERROR: " + answer_ + kCrLf);
             ok = false;
         }
-        append("ERROR: the error queue was not empty after " + std::to_string(kMaxErrorReads) +
-               " reads of SYST:ERR?" + kCrLf);
+        append("ERROR: the error queue was not empty after " + std::to_string(kMaxErrorReads) + " reads of SYST:ERR?" +
+               kCrLf);
         return false;
     }
 

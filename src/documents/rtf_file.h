@@ -14,4 +14,4 @@ namespace qv::documents {
 // group inside the header.
 std::string RtfFileText(std::string_view source, std::string_view fontName);
 
-} // namespace qv::documents
+}  // namespace qv::documents

@@ -11,18 +11,18 @@ class QPlainTextEdit;
 namespace qv::ui {
 
 class TextForm : public QWidget {
-  Q_OBJECT
+    Q_OBJECT
 public:
-  explicit TextForm(QWidget *parent = nullptr);
-  // Shows text (CR LF or LF line ends) and redraws.
-  void UpdateDisplay(const std::string &text);
-  QString text() const;
-  QPlainTextEdit *display() const { return TextDisplay_; }
-  // The Copy button: the text onto the clipboard.
-  void Copy();
+    explicit TextForm(QWidget* parent = nullptr);
+    // Shows text (CR LF or LF line ends) and redraws.
+    void UpdateDisplay(const std::string& text);
+    QString text() const;
+    QPlainTextEdit* display() const { return TextDisplay_; }
+    // The Copy button: the text onto the clipboard.
+    void Copy();
 
 private:
-  QPlainTextEdit *TextDisplay_ = nullptr;
+    QPlainTextEdit* TextDisplay_ = nullptr;
 };
 
-} // namespace qv::ui
+}  // namespace qv::ui

@@ -64,57 +64,56 @@ RunCase make(const char* name, std::vector<int64_t> durations, std::vector<int64
 
 INSTANTIATE_TEST_SUITE_P(
     Schedules, Runs,
-    ::testing::Values(
-        make("AtOnceEverySecondThreeTimes", {10}, {0, 1000, 2000}, [](ScheduleSpec&) {}),
-        make("InTwoMinutes", {10}, {120000, 121000, 122000},
-             [](ScheduleSpec& s) {
-                 s.start = StartMode::In;
-                 s.startIn = 2;
-                 s.startInUnit = TimeUnit::Minutes;
-             }),
-        make("AtAGivenTime", {10}, {5000, 6000, 7000},
-             [](ScheduleSpec& s) {
-                 s.start = StartMode::At;
-                 s.startAt = kT0 + 5000;
-             }),
-        make("EveryHalfAnHour", {10}, {0, 1800000, 3600000},
-             [](ScheduleSpec& s) {
-                 s.every = 0.5;
-                 s.everyUnit = TimeUnit::Hours;
-             }),
-        // A run of 2.5 s covers the slots at 1 s and 2 s: they lapse, the next
-        // starts on the grid at 3 s and is not followed by a catch-up run.
-        make("LongRunLetsSlotsLapse", {2500, 10}, {0, 3000, 4000}, [](ScheduleSpec&) {}),
-        // A run that ends right on a slot starts the next one at once.
-        make("RunEndingOnASlot", {2000, 10}, {0, 2000, 3000}, [](ScheduleSpec&) {}),
-        make("StopAtATime", {10}, {0, 1000, 2000, 3000},
-             [](ScheduleSpec& s) {
-                 s.stop = StopMode::At;
-                 s.stopAt = kT0 + 3500;
-             }),
-        // A run due exactly at the stop time does not start.
-        make("StopAtExcludesItsOwnInstant", {10}, {0, 1000, 2000},
-             [](ScheduleSpec& s) {
-                 s.stop = StopMode::At;
-                 s.stopAt = kT0 + 3000;
-             }),
-        // The duration counts from the first run, not from the press of Start.
-        make("StopAfterADuration", {10}, {60000, 61000, 62000},
-             [](ScheduleSpec& s) {
-                 s.start = StartMode::In;
-                 s.startIn = 1;
-                 s.startInUnit = TimeUnit::Minutes;
-                 s.stop = StopMode::After;
-                 s.stopAfter = 2.5;
-                 s.stopAfterUnit = TimeUnit::Seconds;
-             }),
-        // A long run that ends past the stop time ends the schedule.
-        make("LongRunPastTheStop", {5000}, {0},
-             [](ScheduleSpec& s) {
-                 s.stop = StopMode::After;
-                 s.stopAfter = 4;
-             }),
-        make("OneAction", {10}, {0}, [](ScheduleSpec& s) { s.stopCount = 1; })),
+    ::testing::Values(make("AtOnceEverySecondThreeTimes", {10}, {0, 1000, 2000}, [](ScheduleSpec&) {}),
+                      make("InTwoMinutes", {10}, {120000, 121000, 122000},
+                           [](ScheduleSpec& s) {
+                               s.start = StartMode::In;
+                               s.startIn = 2;
+                               s.startInUnit = TimeUnit::Minutes;
+                           }),
+                      make("AtAGivenTime", {10}, {5000, 6000, 7000},
+                           [](ScheduleSpec& s) {
+                               s.start = StartMode::At;
+                               s.startAt = kT0 + 5000;
+                           }),
+                      make("EveryHalfAnHour", {10}, {0, 1800000, 3600000},
+                           [](ScheduleSpec& s) {
+                               s.every = 0.5;
+                               s.everyUnit = TimeUnit::Hours;
+                           }),
+                      // A run of 2.5 s covers the slots at 1 s and 2 s: they lapse, the next
+                      // starts on the grid at 3 s and is not followed by a catch-up run.
+                      make("LongRunLetsSlotsLapse", {2500, 10}, {0, 3000, 4000}, [](ScheduleSpec&) {}),
+                      // A run that ends right on a slot starts the next one at once.
+                      make("RunEndingOnASlot", {2000, 10}, {0, 2000, 3000}, [](ScheduleSpec&) {}),
+                      make("StopAtATime", {10}, {0, 1000, 2000, 3000},
+                           [](ScheduleSpec& s) {
+                               s.stop = StopMode::At;
+                               s.stopAt = kT0 + 3500;
+                           }),
+                      // A run due exactly at the stop time does not start.
+                      make("StopAtExcludesItsOwnInstant", {10}, {0, 1000, 2000},
+                           [](ScheduleSpec& s) {
+                               s.stop = StopMode::At;
+                               s.stopAt = kT0 + 3000;
+                           }),
+                      // The duration counts from the first run, not from the press of Start.
+                      make("StopAfterADuration", {10}, {60000, 61000, 62000},
+                           [](ScheduleSpec& s) {
+                               s.start = StartMode::In;
+                               s.startIn = 1;
+                               s.startInUnit = TimeUnit::Minutes;
+                               s.stop = StopMode::After;
+                               s.stopAfter = 2.5;
+                               s.stopAfterUnit = TimeUnit::Seconds;
+                           }),
+                      // A long run that ends past the stop time ends the schedule.
+                      make("LongRunPastTheStop", {5000}, {0},
+                           [](ScheduleSpec& s) {
+                               s.stop = StopMode::After;
+                               s.stopAfter = 4;
+                           }),
+                      make("OneAction", {10}, {0}, [](ScheduleSpec& s) { s.stopCount = 1; })),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Schedule, ALateTimerDoesNotRunPastTheStopTime) {

@@ -48,9 +48,9 @@ TEST_P(ScriptCli, RunsWithItsParametersAndExitsByTheResult) {
     qvtest::TempDir dir;
     qvtest::writeFile(dir.file("s.txt"), c.script);
     const std::string args = replaced(c.args, "%D", dir.path());
-    qvtest::CommandResult r = qvtest::runCommand("{ cd " + dir.path() + " && " + qvtest::binPath("quilvane-cli") +
-                                                 " script " + sim->socketResource() + " s.txt " + args +
-                                                 " >out.txt 2>err.txt; }");
+    qvtest::CommandResult r =
+        qvtest::runCommand("{ cd " + dir.path() + " && " + qvtest::binPath("quilvane-cli") + " script " +
+                           sim->socketResource() + " s.txt " + args + " >out.txt 2>err.txt; }");
     const std::string out = qvtest::readFile(dir.file("out.txt")), err = qvtest::readFile(dir.file("err.txt"));
     EXPECT_EQ(r.exitCode, c.exitCode) << err;
     EXPECT_EQ(out, replaced(c.out, "%D", dir.path()));
@@ -68,14 +68,14 @@ const char* const kFetch =
 // The simulated instrument is a TKU, an alias of the TKD family.
 INSTANTIATE_TEST_SUITE_P(
     Script, ScriptCli,
-    ::testing::Values(
-        CliCase{"ParametersAndAliasFamily", kFetch, "Source='D:\\x.set' N=4", 0, "4\nSuccess!\n", ""},
-        CliCase{"InstrumentErrorExitsOne", "instr: TKD\nscpi: NOSUCH\n", "", 1,
-                "ERROR: -113,\"Undefined header\"\nScript terminated with errors!\n", ""},
-        CliCase{"UnknownParameter", kFetch, "Source=a Nope=1", 2, "", "no parameter \"Nope\""},
-        CliCase{"IntegerRefused", kFetch, "Source=a N=40000", 2, "", "N: Value must be an integer!"},
-        CliCase{"EmptyParameter", kFetch, "", 2, "", "parameter \"Source\" is empty"},
-        CliCase{"OtherFamilyRefused", "instr: GLY, KDC\nscpi: *RST\n", "", 2, "", "serves GLY,KDC, not the TKD at"}),
+    ::testing::Values(CliCase{"ParametersAndAliasFamily", kFetch, "Source='D:\\x.set' N=4", 0, "4\nSuccess!\n", ""},
+                      CliCase{"InstrumentErrorExitsOne", "instr: TKD\nscpi: NOSUCH\n", "", 1,
+                              "ERROR: -113,\"Undefined header\"\nScript terminated with errors!\n", ""},
+                      CliCase{"UnknownParameter", kFetch, "Source=a Nope=1", 2, "", "no parameter \"Nope\""},
+                      CliCase{"IntegerRefused", kFetch, "Source=a N=40000", 2, "", "N: Value must be an integer!"},
+                      CliCase{"EmptyParameter", kFetch, "", 2, "", "parameter \"Source\" is empty"},
+                      CliCase{"OtherFamilyRefused", "instr: GLY, KDC\nscpi: *RST\n", "", 2, "",
+                              "serves GLY,KDC, not the TKD at"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(ScriptCli, FetchedFileLandsInTheCurrentFolder) {

@@ -40,7 +40,8 @@ INSTANTIATE_TEST_SUITE_P(
                       LineCase{"CommentOnly", "  -- scpi: *RST", true, false, "", ""},
                       LineCase{"CommentInsideWord", "scpi: A--B", false, true, "scpi", "A"},
                       LineCase{"UpperKeyword", "SCPI:FREQ 1", false, true, "scpi", "FREQ 1"},
-                      LineCase{"FurtherColonsInValue", "scpi: SENS:FREQ:CENT 1", false, true, "scpi", "SENS:FREQ:CENT 1"},
+                      LineCase{"FurtherColonsInValue", "scpi: SENS:FREQ:CENT 1", false, true, "scpi",
+                               "SENS:FREQ:CENT 1"},
                       LineCase{"TabsAroundAndInside", "\tscpi:\tA\tB\t", false, true, "scpi", "A    B"},
                       LineCase{"TabBeforeColon", "desc\t: x", false, true, "desc", "x"},
                       LineCase{"NoColon", "  *RST  ", false, false, "", ""},
@@ -80,7 +81,8 @@ INSTANTIATE_TEST_SUITE_P(
                       ParmCase{"LowerTypeIsPartOfName", "int:N", "int:N", "", "STRING"},
                       ParmCase{"NoTypeNoDefault", "Source", "Source", "", "STRING"},
                       ParmCase{"EqualsInDefault", "STRING:Q=a=b", "Q", "a=b", "STRING"},
-                      ParmCase{"FileDefaultGoesToSaveFolder", "FILE:T=result.dat", "T", "/home/u/save/result.dat", "FILE"},
+                      ParmCase{"FileDefaultGoesToSaveFolder", "FILE:T=result.dat", "T", "/home/u/save/result.dat",
+                               "FILE"},
                       ParmCase{"FileWithFolderStays", "FILE:T=/tmp/r.dat", "T", "/tmp/r.dat", "FILE"},
                       ParmCase{"FileWithBackslashStays", "FILE:T=C:\\r.dat", "T", "C:\\r.dat", "FILE"},
                       ParmCase{"FileEmptyDefaultStaysEmpty", "FILE:T", "T", "", "FILE"},
@@ -89,17 +91,18 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(Script, HeaderCollectsListingKeywords) {
     ScriptEntry e;
-    ReadScriptHeader("name: First\r\n"
-                     "desc: one\n"
-                     "instr: TKD, TKM\n"
-                     "parm: INT:N=1\n"
-                     "scpi: *RST\n"
-                     "no colon here\n"
-                     "desc: two -- comment\n"
-                     "instr: gl y\n"
-                     "parm:\n"
-                     "NAME: Second\n",
-                     e);
+    ReadScriptHeader(
+        "name: First\r\n"
+        "desc: one\n"
+        "instr: TKD, TKM\n"
+        "parm: INT:N=1\n"
+        "scpi: *RST\n"
+        "no colon here\n"
+        "desc: two -- comment\n"
+        "instr: gl y\n"
+        "parm:\n"
+        "NAME: Second\n",
+        e);
     EXPECT_EQ(e.Name, "Second") << "the last name wins, keywords in any case";
     EXPECT_EQ(e.Desc, "one\r\ntwo\r\n");
     EXPECT_EQ(e.Instr, "TKD,TKM,gly,");
@@ -123,7 +126,8 @@ TEST_P(CheckParmValueCases, RefusesWithTheTypesMessage) {
     const ValueCase& c = GetParam();
     std::string message = "stale";
     EXPECT_EQ(CheckParmValue(c.type, c.text, message), c.ok) << c.type << " " << c.text;
-    const std::string want = !c.ok ? (std::string(c.type) == "INT" ? "Value must be an integer!" : "Value must be an float!") : "";
+    const std::string want =
+        !c.ok ? (std::string(c.type) == "INT" ? "Value must be an integer!" : "Value must be an float!") : "";
     EXPECT_EQ(message, want);
 }
 
@@ -138,8 +142,8 @@ INSTANTIATE_TEST_SUITE_P(Script, CheckParmValueCases,
                                            ValueCase{"FILE", "", true}));
 
 TEST(Script, SubstitutesInGridOrderAndLeavesTheRest) {
-    const std::vector<ScriptParm> parms{{"A", "%B%", "STRING"}, {"B", "2", "STRING"}, {"a", "low", "STRING"},
-                                        {"Self", "x%Self%", "STRING"}};
+    const std::vector<ScriptParm> parms{
+        {"A", "%B%", "STRING"}, {"B", "2", "STRING"}, {"a", "low", "STRING"}, {"Self", "x%Self%", "STRING"}};
     EXPECT_EQ(Substitute("FREQ %A% %A%", parms), "FREQ 2 2") << "an earlier value is seen by a later name";
     EXPECT_EQ(Substitute("%a%/%A%/%C%/100%", parms), "low/2/%C%/100%");
     EXPECT_EQ(Substitute("%Self%", parms), "x%Self%") << "a value holding its own key is put in once";
@@ -150,8 +154,8 @@ TEST(Script, SubstitutesInGridOrderAndLeavesTheRest) {
 TEST(Script, SubstitutionOfNestedValuesStaysBounded) {
     std::vector<ScriptParm> parms;
     for (int i = 0; i < 40; ++i)
-        parms.push_back({"P" + std::to_string(i), "%P" + std::to_string(i + 1) + "%%P" + std::to_string(i + 1) + "%",
-                         "STRING"});
+        parms.push_back(
+            {"P" + std::to_string(i), "%P" + std::to_string(i + 1) + "%%P" + std::to_string(i + 1) + "%", "STRING"});
     const std::string out = Substitute("X %P0%", parms);
     EXPECT_LE(out.size(), size_t(1) << 20);
     EXPECT_GT(out.size(), size_t(1) << 19) << "it grows until the bound";

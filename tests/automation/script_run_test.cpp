@@ -125,35 +125,48 @@ const std::string kDwnl = "dwnl: MMEM:DATA? 'D:\\USER\\data.bin' -> %Target%\n";
 
 INSTANTIATE_TEST_SUITE_P(
     Script, ScriptRuns,
-    ::testing::Values(
-        RunCase{"Query", "name: q\r\nscpi: *IDN?\r\n", {"*IDN?", "SYST:ERR?"},
-                std::string(kIdn) + "\r\nSuccess!\r\n", false, false},
-        RunCase{"ParameterMakesAQuery", "scpi: *IDN%Q% -- asks\n", {"*IDN?", "SYST:ERR?"},
-                std::string(kIdn) + "\r\nSuccess!\r\n", false, false},
-        RunCase{"WriteWithTwoErrorsQueued",
-                "SCPI:SYST:SIM:ERR -221,\"Settings conflict\";:SYST:SIM:ERR -222\nscpi: *OPC?\n",
-                {"SYST:SIM:ERR -221,\"Settings conflict\";:SYST:SIM:ERR -222", "SYST:ERR?", "SYST:ERR?", "SYST:ERR?",
-                 "*OPC?", "SYST:ERR?"},
-                "ERROR: -221,\"Settings conflict\"\r\nERROR: -222,\"Data out of range\"\r\n1\r\n"
-                "Script terminated with errors!\r\n",
-                true, false},
-        RunCase{"Download", kDwnl, {"MMEM:DATA? 'D:\\USER\\data.bin'"}, "Success!\r\n", false, true},
-        RunCase{"DownloadSkippedAfterAnErrorLaterLinesStillSent",
-                "scpi: NOSUCH:HEADER\n" + kDwnl + "scpi: *OPC?\n",
-                {"NOSUCH:HEADER", "SYST:ERR?", "SYST:ERR?", "*OPC?", "SYST:ERR?"},
-                "ERROR: -113,\"Undefined header\"\r\nDownload: Skipped due to previous errors!1\r\n"
-                "Script terminated with errors!\r\n",
-                true, false},
-        RunCase{"MissingFileFailsTheDownload",
-                "dwnl: MMEM:DATA? 'D:\\USER\\none.bin' -> %Target%\nscpi: *OPC?\n",
-                {"MMEM:DATA? 'D:\\USER\\none.bin'", "*OPC?", "SYST:ERR?", "SYST:ERR?"},
-                "ERROR: Download of file %T failed!\r\n1\r\nERROR: -256,\"File name not found\"\r\n"
-                "Script terminated with errors!\r\n",
-                true, false},
-        RunCase{"DownloadWithoutArrowSendsNothing", "dwnl: MMEM:DATA? 'x'\n", {},
-                "ERROR: Download line \"MMEM:DATA? 'x'\" names no target file (query -> file)!\r\n"
-                "Script terminated with errors!\r\n",
-                true, false}),
+    ::testing::Values(RunCase{"Query",
+                              "name: q\r\nscpi: *IDN?\r\n",
+                              {"*IDN?", "SYST:ERR?"},
+                              std::string(kIdn) + "\r\nSuccess!\r\n",
+                              false,
+                              false},
+                      RunCase{"ParameterMakesAQuery",
+                              "scpi: *IDN%Q% -- asks\n",
+                              {"*IDN?", "SYST:ERR?"},
+                              std::string(kIdn) + "\r\nSuccess!\r\n",
+                              false,
+                              false},
+                      RunCase{"WriteWithTwoErrorsQueued",
+                              "SCPI:SYST:SIM:ERR -221,\"Settings conflict\";:SYST:SIM:ERR -222\nscpi: *OPC?\n",
+                              {"SYST:SIM:ERR -221,\"Settings conflict\";:SYST:SIM:ERR -222", "SYST:ERR?", "SYST:ERR?",
+                               "SYST:ERR?", "*OPC?", "SYST:ERR?"},
+                              "ERROR: -221,\"Settings conflict\"\r\nERROR: -222,\"Data out of range\"\r\n1\r\n"
+                              "Script terminated with errors!\r\n",
+                              true,
+                              false},
+                      RunCase{"Download", kDwnl, {"MMEM:DATA? 'D:\\USER\\data.bin'"}, "Success!\r\n", false, true},
+                      RunCase{"DownloadSkippedAfterAnErrorLaterLinesStillSent",
+                              "scpi: NOSUCH:HEADER\n" + kDwnl + "scpi: *OPC?\n",
+                              {"NOSUCH:HEADER", "SYST:ERR?", "SYST:ERR?", "*OPC?", "SYST:ERR?"},
+                              "ERROR: -113,\"Undefined header\"\r\nDownload: Skipped due to previous errors!1\r\n"
+                              "Script terminated with errors!\r\n",
+                              true,
+                              false},
+                      RunCase{"MissingFileFailsTheDownload",
+                              "dwnl: MMEM:DATA? 'D:\\USER\\none.bin' -> %Target%\nscpi: *OPC?\n",
+                              {"MMEM:DATA? 'D:\\USER\\none.bin'", "*OPC?", "SYST:ERR?", "SYST:ERR?"},
+                              "ERROR: Download of file %T failed!\r\n1\r\nERROR: -256,\"File name not found\"\r\n"
+                              "Script terminated with errors!\r\n",
+                              true,
+                              false},
+                      RunCase{"DownloadWithoutArrowSendsNothing",
+                              "dwnl: MMEM:DATA? 'x'\n",
+                              {},
+                              "ERROR: Download line \"MMEM:DATA? 'x'\" names no target file (query -> file)!\r\n"
+                              "Script terminated with errors!\r\n",
+                              true,
+                              false}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // An answer longer than the answer buffer is cut and its rest dropped, so
@@ -238,12 +251,12 @@ TEST(Script, NeverAnsweringInstrumentEndsInBoundedTime) {
     Rig rig;  // its own: the fault stays with the instrument
     ASSERT_TRUE(rig.sim.running()) << rig.error;
     qvtest::TempDir dir;
-    qvtest::writeFile(dir.file("s.txt"), "scpi: *IDN?\nscpi: SYST:SIM:FAULT \"silent\"\nscpi: *IDN?\n" + kDwnl +
-                                             "scpi: *OPC?\n");
+    qvtest::writeFile(dir.file("s.txt"),
+                      "scpi: *IDN?\nscpi: SYST:SIM:FAULT \"silent\"\nscpi: *IDN?\n" + kDwnl + "scpi: *OPC?\n");
     qvtest::ScriptedHost host;
     const Clock::time_point t0 = Clock::now();
-    ScriptRunResult r = RunScript(dir.file("s.txt"), {{"Target", dir.file("t.bin"), "FILE"}},
-                                  rig.sim.socketResource(), {}, 300);
+    ScriptRunResult r =
+        RunScript(dir.file("s.txt"), {{"Target", dir.file("t.bin"), "FILE"}}, rig.sim.socketResource(), {}, 300);
     EXPECT_LT(msSince(t0), 4000);
     EXPECT_EQ(r.results, std::string(kIdn) +
                              "\r\nERROR: no answer to SYST:ERR?\r\n"

@@ -37,9 +37,9 @@ struct ColorCase {
 };
 
 const ColorCase kColors[] = {
-    {0, 1, 0, 0, 0},           {255, 2, 255, 0, 0},         {65280, 3, 0, 255, 0},
-    {16711680, 4, 0, 0, 255},  {12632256, 5, 127, 127, 127}, {49152, 6, 0, 127, 0},
-    {33023, 7, 255, 128, 0},   {16777215, 8, 255, 255, 255}, {0x123456, 0, 0, 0, 0},
+    {0, 1, 0, 0, 0},          {255, 2, 255, 0, 0},          {65280, 3, 0, 255, 0},
+    {16711680, 4, 0, 0, 255}, {12632256, 5, 127, 127, 127}, {49152, 6, 0, 127, 0},
+    {33023, 7, 255, 128, 0},  {16777215, 8, 255, 255, 255}, {0x123456, 0, 0, 0, 0},
     {-1, 0, 0, 0, 0},
 };
 
@@ -66,8 +66,7 @@ TEST_P(Colors, ReadBackAsTheTableColour) {
     // A colour without an entry is written as black.
     const ColorCase shown = c.index == 0 ? kColors[0] : c;
     ASSERT_TRUE(run.hasColor);
-    EXPECT_EQ(std::vector<int>({run.color.r, run.color.g, run.color.b}),
-              std::vector<int>({shown.r, shown.g, shown.b}));
+    EXPECT_EQ(std::vector<int>({run.color.r, run.color.g, run.color.b}), std::vector<int>({shown.r, shown.g, shown.b}));
     EXPECT_EQ(run.hasBackground, c.index != 0);
     if (run.hasBackground) {
         EXPECT_EQ(std::vector<int>({run.background.r, run.background.g, run.background.b}),
@@ -102,8 +101,8 @@ TEST_P(Alignment, TagAndParagraph) {
 
 INSTANTIATE_TEST_SUITE_P(Rtf, Alignment,
                          ::testing::Values(AlignCase{0, "\\ql", RtfAlign::Left}, AlignCase{1, "\\qr", RtfAlign::Right},
-                                           AlignCase{2, "\\qc", RtfAlign::Center},
-                                           AlignCase{3, "", RtfAlign::Left}, AlignCase{-1, "", RtfAlign::Left}));
+                                           AlignCase{2, "\\qc", RtfAlign::Center}, AlignCase{3, "", RtfAlign::Left},
+                                           AlignCase{-1, "", RtfAlign::Left}));
 
 TEST(RtfComposer, TagsInTheirOrder) {
     EXPECT_EQ(RunTags(true, true, true, 255, 2, 0), "\\b\\i\\ul\\cf2\\highlight1\\qc");
@@ -216,7 +215,9 @@ struct MalformedCase {
     std::string text;
 };
 
-void PrintTo(const MalformedCase& m, std::ostream* os) { *os << m.name; }
+void PrintTo(const MalformedCase& m, std::ostream* os) {
+    *os << m.name;
+}
 
 class Malformed : public ::testing::TestWithParam<MalformedCase> {};
 
@@ -231,18 +232,17 @@ TEST_P(Malformed, KeepsWhatWasRead) {
 INSTANTIATE_TEST_SUITE_P(
     Rtf, Malformed,
     ::testing::Values(
-        MalformedCase{"Unclosed", "{\\b bold", false, "bold"},
-        MalformedCase{"ExtraClose", "{a}}b", false, "ab"},
+        MalformedCase{"Unclosed", "{\\b bold", false, "bold"}, MalformedCase{"ExtraClose", "{a}}b", false, "ab"},
         MalformedCase{"TooDeep", std::string(100, '{') + "x" + std::string(100, '}') + "y", false, "xy"},
         MalformedCase{"DeepestAllowed", std::string(64, '{') + "x" + std::string(64, '}'), true, "x"},
-        MalformedCase{"TruncatedWord", "{a\\pl", false, "a"},
-        MalformedCase{"LoneBackslash", "{a}\\", false, "a"},
-        MalformedCase{"TruncatedHex", "{a\\'4", false, "a4"},
-        MalformedCase{"BadHex", "{a\\'zz}", false, "azz"},
+        MalformedCase{"TruncatedWord", "{a\\pl", false, "a"}, MalformedCase{"LoneBackslash", "{a}\\", false, "a"},
+        MalformedCase{"TruncatedHex", "{a\\'4", false, "a4"}, MalformedCase{"BadHex", "{a\\'zz}", false, "azz"},
         MalformedCase{"Escapes", "{\\'41\\{\\}\\\\\\~b}", true, "A{}\\ b"},
         MalformedCase{"HugeParameter", "{\\fs99999999999999999999 x\\cf123456789012 y}", true, "xy"},
-        MalformedCase{"Unicode", "{\\u252?\\u-10179?\\u-8704?.\\u8364?x}", true, "\xC3\xBC\xF0\x9F\x98\x80.\xE2\x82\xACx"},
-        MalformedCase{"HiddenTables", "{{\\fonttbl{\\f0 Arial;}}{\\*\\gen me}{\\colortbl;\\red9;}a\\par b}", true, "a\nb"},
+        MalformedCase{"Unicode", "{\\u252?\\u-10179?\\u-8704?.\\u8364?x}", true,
+                      "\xC3\xBC\xF0\x9F\x98\x80.\xE2\x82\xACx"},
+        MalformedCase{"HiddenTables", "{{\\fonttbl{\\f0 Arial;}}{\\*\\gen me}{\\colortbl;\\red9;}a\\par b}", true,
+                      "a\nb"},
         MalformedCase{"LineEnds", "{a\r\nb\\\nc}", true, "ab\nc"}),
     [](const ::testing::TestParamInfo<MalformedCase>& i) { return std::string(i.param.name); });
 
