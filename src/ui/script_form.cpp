@@ -57,6 +57,7 @@ ScriptForm::ScriptForm(MainForm& main, QWidget* parent) : QWidget(parent), main_
     selection_ = new QComboBox(this);
     selection_->setObjectName("ScriptSelection");
     selection_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    selection_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     selection_->setMinimumContentsLength(30);
     top->addWidget(selection_, 1);
     reload_ = new QToolButton(this);

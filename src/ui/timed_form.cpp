@@ -159,6 +159,10 @@ QGroupBox* TimedForm::buildAction() {
     script_ = new QComboBox(box);
     script_->setObjectName("ActionScript");
     script_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    // Long family lists would otherwise widen the window past the screen;
+    // the tip shows the whole entry.
+    script_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    script_->setMinimumContentsLength(30);
     g->addWidget(script_, 0, 1);
     support_ = new QLabel(box);
     support_->setObjectName("ActionSupport");
