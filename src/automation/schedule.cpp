@@ -14,7 +14,7 @@ constexpr double kMaxAmount = 1e9;
 // The shortest repeat interval: below it the timer would do nothing but run.
 constexpr int64_t kMinIntervalMs = 100;
 
-int64_t firstRunOf(const ScheduleSpec& s, int64_t created) {
+int64_t firstRunOf(const SchedulePlan& s, int64_t created) {
     switch (s.start) {
         case StartMode::At:
             return s.startAt;
@@ -78,7 +78,7 @@ bool ParseCount(const std::string& text, const std::string& field, int64_t& out,
     return true;
 }
 
-bool ValidateSchedule(const ScheduleSpec& s, int64_t now, std::string& message) {
+bool ValidateSchedule(const SchedulePlan& s, int64_t now, std::string& message) {
     auto amountOk = [](double v, bool zeroAllowed) {
         return std::isfinite(v) && v <= kMaxAmount && (zeroAllowed ? v >= 0 : v > 0);
     };
@@ -118,18 +118,18 @@ bool ValidateSchedule(const ScheduleSpec& s, int64_t now, std::string& message) 
     return true;
 }
 
-Schedule::Schedule(const ScheduleSpec& spec, int64_t created) : spec_(spec) {
-    first_ = firstRunOf(spec, created);
+Schedule::Schedule(const SchedulePlan& plan, int64_t created) : plan_(plan) {
+    first_ = firstRunOf(plan, created);
     next_ = first_;
-    interval_ = std::max<int64_t>(AmountMs(spec.every, spec.everyUnit), 1);
-    if (spec.stop == StopMode::At)
-        stopTime_ = spec.stopAt;
-    else if (spec.stop == StopMode::After)
-        stopTime_ = first_ + AmountMs(spec.stopAfter, spec.stopAfterUnit);
+    interval_ = std::max<int64_t>(AmountMs(plan.every, plan.everyUnit), 1);
+    if (plan.stop == StopMode::At)
+        stopTime_ = plan.stopAt;
+    else if (plan.stop == StopMode::After)
+        stopTime_ = first_ + AmountMs(plan.stopAfter, plan.stopAfterUnit);
 }
 
 bool Schedule::finished(int64_t now) const {
-    if (spec_.stop == StopMode::AfterCount) return count_ >= spec_.stopCount;
+    if (plan_.stop == StopMode::AfterCount) return count_ >= plan_.stopCount;
     return next_ >= stopTime_ || now >= stopTime_;
 }
 

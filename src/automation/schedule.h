@@ -13,7 +13,7 @@ enum class TimeUnit { Seconds, Minutes, Hours };
 enum class StartMode { AtOnce, At, In };
 enum class StopMode { At, After, AfterCount };
 
-struct ScheduleSpec {
+struct SchedulePlan {
     StartMode start = StartMode::AtOnce;
     int64_t startAt = 0;  // ms since the epoch (At)
     double startIn = 0;   // In, in startInUnit
@@ -41,7 +41,7 @@ bool ParseCount(const std::string& text, const std::string& field, int64_t& out,
 
 // Checks the fields against each other and against now; false with a
 // message that names the field.
-bool ValidateSchedule(const ScheduleSpec& spec, int64_t now, std::string& message);
+bool ValidateSchedule(const SchedulePlan& plan, int64_t now, std::string& message);
 
 // A schedule started at `created`. Runs lie on a grid: the first run, then
 // every interval after it. A run that lasts past the next slot makes that
@@ -49,7 +49,7 @@ bool ValidateSchedule(const ScheduleSpec& spec, int64_t now, std::string& messag
 // fell due meanwhile are not caught up.
 class Schedule {
 public:
-    Schedule(const ScheduleSpec& spec, int64_t created);
+    Schedule(const SchedulePlan& plan, int64_t created);
 
     int64_t firstRun() const { return first_; }
     // When the next run is due.
@@ -66,7 +66,7 @@ public:
     void ran(int64_t ended);
 
 private:
-    ScheduleSpec spec_;
+    SchedulePlan plan_;
     int64_t first_ = 0;
     int64_t next_ = 0;
     int64_t interval_ = 1;

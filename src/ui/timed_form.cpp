@@ -311,7 +311,7 @@ void TimedForm::scriptChosen(int index) {
     }
 }
 
-bool TimedForm::readSpec(automation::ScheduleSpec& s, std::string& message) const {
+bool TimedForm::readSpec(automation::SchedulePlan& s, std::string& message) const {
     s.start = static_cast<StartMode>(startMode_->checkedId());
     if (s.start == StartMode::At) s.startAt = msOf(startAtDate_, startAtTime_);
     if (s.start == StartMode::In) {
@@ -360,14 +360,14 @@ bool TimedForm::Start() {
         if (!automation::CheckParmValue(p.type, p.value, why)) return refuse("Action: " + p.name + ": " + why);
         parms.push_back(std::move(p));
     }
-    automation::ScheduleSpec spec;
+    automation::SchedulePlan plan;
     std::string message;
-    if (!readSpec(spec, message)) return refuse(message);
+    if (!readSpec(plan, message)) return refuse(message);
 
     file_ = e.File;
     runParms_ = std::move(parms);
     done_ = 0;
-    schedule_.emplace(spec, QDateTime::currentMSecsSinceEpoch());
+    schedule_.emplace(plan, QDateTime::currentMSecsSinceEpoch());
     enableFields(false);
     log_->appendPlainText(clock(QDateTime::currentMSecsSinceEpoch()) + "  started: " +
                           qs(automation::SelectionText(e, false)));

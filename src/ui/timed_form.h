@@ -70,7 +70,7 @@ private:
     QGroupBox* buildStop();
     QGroupBox* buildAction();
     // The fields as a schedule; false with the field's message.
-    bool readSpec(qv::automation::ScheduleSpec& spec, std::string& message) const;
+    bool readSpec(qv::automation::SchedulePlan& plan, std::string& message) const;
     void scriptChosen(int index);
     // Arms the timer for the next due run (at most a second ahead, so the
     // status line keeps up).

@@ -16,8 +16,8 @@ constexpr int64_t kT0 = 1'700'000'000'000;  // "now" of every case
 // Drives a schedule as the window's timer would: jump to the next due time,
 // run for `durations[i]` ms (the last one repeats), until it is finished.
 // Returns the start times relative to kT0.
-std::vector<int64_t> starts(const ScheduleSpec& spec, std::vector<int64_t> durations, size_t limit = 50) {
-    Schedule s(spec, kT0);
+std::vector<int64_t> starts(const SchedulePlan& plan, std::vector<int64_t> durations, size_t limit = 50) {
+    Schedule s(plan, kT0);
     std::vector<int64_t> out;
     int64_t now = kT0;
     while (out.size() < limit) {
@@ -33,8 +33,8 @@ std::vector<int64_t> starts(const ScheduleSpec& spec, std::vector<int64_t> durat
     return out;
 }
 
-ScheduleSpec every(double value, TimeUnit unit) {
-    ScheduleSpec s;
+SchedulePlan every(double value, TimeUnit unit) {
+    SchedulePlan s;
     s.every = value;
     s.everyUnit = unit;
     return s;
@@ -42,7 +42,7 @@ ScheduleSpec every(double value, TimeUnit unit) {
 
 struct RunCase {
     const char* name;
-    ScheduleSpec spec;
+    SchedulePlan plan;
     std::vector<int64_t> durations;
     std::vector<int64_t> expected;
 };
@@ -50,12 +50,12 @@ struct RunCase {
 class Runs : public ::testing::TestWithParam<RunCase> {};
 
 TEST_P(Runs, StartWhereTheyShould) {
-    EXPECT_EQ(starts(GetParam().spec, GetParam().durations), GetParam().expected);
+    EXPECT_EQ(starts(GetParam().plan, GetParam().durations), GetParam().expected);
 }
 
 RunCase make(const char* name, std::vector<int64_t> durations, std::vector<int64_t> expected,
-             void (*edit)(ScheduleSpec&)) {
-    ScheduleSpec s = every(1, TimeUnit::Seconds);
+             void (*edit)(SchedulePlan&)) {
+    SchedulePlan s = every(1, TimeUnit::Seconds);
     s.stop = StopMode::AfterCount;
     s.stopCount = 3;
     edit(s);
@@ -64,42 +64,42 @@ RunCase make(const char* name, std::vector<int64_t> durations, std::vector<int64
 
 INSTANTIATE_TEST_SUITE_P(
     Schedules, Runs,
-    ::testing::Values(make("AtOnceEverySecondThreeTimes", {10}, {0, 1000, 2000}, [](ScheduleSpec&) {}),
+    ::testing::Values(make("AtOnceEverySecondThreeTimes", {10}, {0, 1000, 2000}, [](SchedulePlan&) {}),
                       make("InTwoMinutes", {10}, {120000, 121000, 122000},
-                           [](ScheduleSpec& s) {
+                           [](SchedulePlan& s) {
                                s.start = StartMode::In;
                                s.startIn = 2;
                                s.startInUnit = TimeUnit::Minutes;
                            }),
                       make("AtAGivenTime", {10}, {5000, 6000, 7000},
-                           [](ScheduleSpec& s) {
+                           [](SchedulePlan& s) {
                                s.start = StartMode::At;
                                s.startAt = kT0 + 5000;
                            }),
                       make("EveryHalfAnHour", {10}, {0, 1800000, 3600000},
-                           [](ScheduleSpec& s) {
+                           [](SchedulePlan& s) {
                                s.every = 0.5;
                                s.everyUnit = TimeUnit::Hours;
                            }),
                       // A run of 2.5 s covers the slots at 1 s and 2 s: they lapse, the next
                       // starts on the grid at 3 s and is not followed by a catch-up run.
-                      make("LongRunLetsSlotsLapse", {2500, 10}, {0, 3000, 4000}, [](ScheduleSpec&) {}),
+                      make("LongRunLetsSlotsLapse", {2500, 10}, {0, 3000, 4000}, [](SchedulePlan&) {}),
                       // A run that ends right on a slot starts the next one at once.
-                      make("RunEndingOnASlot", {2000, 10}, {0, 2000, 3000}, [](ScheduleSpec&) {}),
+                      make("RunEndingOnASlot", {2000, 10}, {0, 2000, 3000}, [](SchedulePlan&) {}),
                       make("StopAtATime", {10}, {0, 1000, 2000, 3000},
-                           [](ScheduleSpec& s) {
+                           [](SchedulePlan& s) {
                                s.stop = StopMode::At;
                                s.stopAt = kT0 + 3500;
                            }),
                       // A run due exactly at the stop time does not start.
                       make("StopAtExcludesItsOwnInstant", {10}, {0, 1000, 2000},
-                           [](ScheduleSpec& s) {
+                           [](SchedulePlan& s) {
                                s.stop = StopMode::At;
                                s.stopAt = kT0 + 3000;
                            }),
                       // The duration counts from the first run, not from the press of Start.
                       make("StopAfterADuration", {10}, {60000, 61000, 62000},
-                           [](ScheduleSpec& s) {
+                           [](SchedulePlan& s) {
                                s.start = StartMode::In;
                                s.startIn = 1;
                                s.startInUnit = TimeUnit::Minutes;
@@ -109,18 +109,18 @@ INSTANTIATE_TEST_SUITE_P(
                            }),
                       // A long run that ends past the stop time ends the schedule.
                       make("LongRunPastTheStop", {5000}, {0},
-                           [](ScheduleSpec& s) {
+                           [](SchedulePlan& s) {
                                s.stop = StopMode::After;
                                s.stopAfter = 4;
                            }),
-                      make("OneAction", {10}, {0}, [](ScheduleSpec& s) { s.stopCount = 1; })),
+                      make("OneAction", {10}, {0}, [](SchedulePlan& s) { s.stopCount = 1; })),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Schedule, ALateTimerDoesNotRunPastTheStopTime) {
-    ScheduleSpec spec = every(10, TimeUnit::Seconds);
-    spec.stop = StopMode::At;
-    spec.stopAt = kT0 + 5000;
-    Schedule s(spec, kT0);
+    SchedulePlan plan = every(10, TimeUnit::Seconds);
+    plan.stop = StopMode::At;
+    plan.stopAt = kT0 + 5000;
+    Schedule s(plan, kT0);
     EXPECT_TRUE(s.due(kT0));
     // The machine slept through the stop time: the run due at kT0 is dropped.
     EXPECT_FALSE(s.due(kT0 + 6000));
@@ -131,14 +131,14 @@ TEST(Schedule, ALateTimerDoesNotRunPastTheStopTime) {
 
 struct CheckCase {
     const char* name;
-    void (*edit)(ScheduleSpec&);
+    void (*edit)(SchedulePlan&);
     const char* field;  // the start of the message; empty: accepted
 };
 
 class Validation : public ::testing::TestWithParam<CheckCase> {};
 
 TEST_P(Validation, NamesTheField) {
-    ScheduleSpec s = every(1, TimeUnit::Seconds);
+    SchedulePlan s = every(1, TimeUnit::Seconds);
     GetParam().edit(s);
     std::string message;
     const bool ok = ValidateSchedule(s, kT0, message);
@@ -152,31 +152,31 @@ TEST_P(Validation, NamesTheField) {
 
 INSTANTIATE_TEST_SUITE_P(
     Fields, Validation,
-    ::testing::Values(CheckCase{"Defaults", [](ScheduleSpec&) {}, ""},
+    ::testing::Values(CheckCase{"Defaults", [](SchedulePlan&) {}, ""},
                       CheckCase{"StartAtInThePast",
-                                [](ScheduleSpec& s) {
+                                [](SchedulePlan& s) {
                                     s.start = StartMode::At;
                                     s.startAt = kT0 - 1;
                                 },
                                 "Start at:"},
                       CheckCase{"StartInNegative",
-                                [](ScheduleSpec& s) {
+                                [](SchedulePlan& s) {
                                     s.start = StartMode::In;
                                     s.startIn = -1;
                                 },
                                 "Start in:"},
                       CheckCase{"StartInZeroIsAtOnce",
-                                [](ScheduleSpec& s) {
+                                [](SchedulePlan& s) {
                                     s.start = StartMode::In;
                                     s.startIn = 0;
                                 },
                                 ""},
-                      CheckCase{"RepeatZero", [](ScheduleSpec& s) { s.every = 0; }, "Repeat every:"},
-                      CheckCase{"RepeatTooShort", [](ScheduleSpec& s) { s.every = 0.05; }, "Repeat every:"},
-                      CheckCase{"RepeatTenthOfASecond", [](ScheduleSpec& s) { s.every = 0.1; }, ""},
+                      CheckCase{"RepeatZero", [](SchedulePlan& s) { s.every = 0; }, "Repeat every:"},
+                      CheckCase{"RepeatTooShort", [](SchedulePlan& s) { s.every = 0.05; }, "Repeat every:"},
+                      CheckCase{"RepeatTenthOfASecond", [](SchedulePlan& s) { s.every = 0.1; }, ""},
                       // The stop time must follow the start, not just now.
                       CheckCase{"StopAtBeforeTheStart",
-                                [](ScheduleSpec& s) {
+                                [](SchedulePlan& s) {
                                     s.start = StartMode::In;
                                     s.startIn = 1;
                                     s.startInUnit = TimeUnit::Hours;
@@ -185,12 +185,12 @@ INSTANTIATE_TEST_SUITE_P(
                                 },
                                 "Stop at:"},
                       CheckCase{"StopAfterZero",
-                                [](ScheduleSpec& s) {
+                                [](SchedulePlan& s) {
                                     s.stop = StopMode::After;
                                     s.stopAfter = 0;
                                 },
                                 "Stop after:"},
-                      CheckCase{"StopAfterNoActions", [](ScheduleSpec& s) { s.stopCount = 0; },
+                      CheckCase{"StopAfterNoActions", [](SchedulePlan& s) { s.stopCount = 0; },
                                 "Stop after (actions):"}),
     [](const auto& info) { return std::string(info.param.name); });
 

@@ -27,18 +27,7 @@ struct ConsoleRig {
     std::string log = files.file("sim.log");
 
     explicit ConsoleRig(const std::string& family = "TKD") {
-        App();
-        std::ofstream(env.data.file("VisaDevices.ini"))
-            << "[MASTERDEVICES]\nValue1=" << family << "\n[FUNCTIONS]\n" << family << "=15\n";
-        std::string why;
-        EXPECT_TRUE(sim.start({"--profile", family, "--log", log}, &why)) << why;
-        env.rows({{"Lab|TCPIP|x", "1"}});
-        src.records = {{"Lab|TCPIP|x (" + family + ")", sim.socketResource(), "", family}};
-        form = std::make_unique<qv::ui::MainForm>(qv::app::context(), src);
-        form->show();
-        form->Start(env.user);
-        EXPECT_TRUE(WaitFor([&] { return form->started(); }));
-        form->logic().DeviceListSelected(0);
+        form = MainWindowOnSimulated(env, sim, src, family, 15, {"--log", log});
         qv::app::context().SaveFolder = files.path();
     }
     // Chooses a menu entry and gives back the window it opened, if any.

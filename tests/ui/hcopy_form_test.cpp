@@ -35,18 +35,7 @@ struct WindowRig {
     std::string log = saves.file("sim.log");
 
     explicit WindowRig(const std::string& family) {
-        App();
-        std::ofstream(env.data.file("VisaDevices.ini"))
-            << "[MASTERDEVICES]\nValue1=" << family << "\n[FUNCTIONS]\n" << family << "=7\n";
-        std::string why;
-        EXPECT_TRUE(sim.start({"--profile", family, "--log", log}, &why)) << why;
-        env.rows({{"Lab|TCPIP|x", "1"}});
-        src.records = {{"Lab|TCPIP|x (" + family + ")", sim.socketResource(), "", family}};
-        form = std::make_unique<qv::ui::MainForm>(qv::app::context(), src);
-        form->show();
-        form->Start(env.user);
-        EXPECT_TRUE(WaitFor([&] { return form->started(); }));
-        form->logic().DeviceListSelected(0);
+        form = qvtest::MainWindowOnSimulated(env, sim, src, family, 7, {"--log", log});
         qv::app::context().SaveFolder = saves.path();
     }
     qv::ui::HCopyForm* openHardcopy() {

@@ -105,22 +105,11 @@ struct BrowserRig {
     explicit BrowserRig(const std::string& fam, const std::function<void(const std::string&)>& seeds = {},
                         const std::vector<std::string>& more = {})
         : family(fam) {
-        App();
-        std::ofstream(env.data.file("VisaDevices.ini"))
-            << "[MASTERDEVICES]\nValue1=" << family << "\n[FUNCTIONS]\n" << family << "=7\n";
         if (seeds) seeds(root.path());
         // Only the files a test puts there: the simulator's examples stay out.
-        std::vector<std::string> args = {"--profile", family, "--root", root.path(), "--log", log, "--no-files"};
+        std::vector<std::string> args = {"--root", root.path(), "--log", log, "--no-files"};
         args.insert(args.end(), more.begin(), more.end());
-        std::string why;
-        EXPECT_TRUE(sim.start(args, &why)) << why;
-        env.rows({{"Lab|TCPIP|x", "1"}});
-        src.records = {{"Lab|TCPIP|x (" + family + ")", sim.socketResource(), "", family}};
-        form = std::make_unique<qv::ui::MainForm>(qv::app::context(), src);
-        form->show();
-        form->Start(env.user);
-        EXPECT_TRUE(WaitFor([&] { return form->started(); }));
-        form->logic().DeviceListSelected(0);
+        form = qvtest::MainWindowOnSimulated(env, sim, src, family, 7, args);
     }
     InstFileForm* open() {
         form->action("MNewInstFileBrow")->trigger();

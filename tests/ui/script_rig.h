@@ -36,18 +36,7 @@ struct ScriptRig {
     std::string log = work.file("sim.log");
 
     explicit ScriptRig(const std::string& family = "TKD") {
-        App();
-        std::ofstream(env.data.file("VisaDevices.ini"))
-            << "[MASTERDEVICES]\nValue1=" << family << "\n[FUNCTIONS]\n" << family << "=7\n";
-        std::string why;
-        EXPECT_TRUE(sim.start({"--profile", family, "--root", work.path(), "--log", log, "--no-files"}, &why)) << why;
-        env.rows({{"Lab|TCPIP|x", "1"}});
-        src.records = {{"Lab|TCPIP|x (" + family + ")", sim.socketResource(), "", family}};
-        form = std::make_unique<qv::ui::MainForm>(qv::app::context(), src);
-        form->show();
-        form->Start(env.user);
-        EXPECT_TRUE(WaitFor([&] { return form->started(); }));
-        form->logic().DeviceListSelected(0);
+        form = MainWindowOnSimulated(env, sim, src, family, 7, {"--root", work.path(), "--log", log, "--no-files"});
         // The start read the settings: only the test's scripts are listed.
         qv::app::context().ScriptFolder = scripts.path();
         qv::app::context().ScriptRecent.clear();

@@ -8,6 +8,9 @@
 #include "app/iniio.h"
 #include "app/main_window.h"
 #include "test_support.h"
+#include "ui/main_form.h"
+
+#include <gtest/gtest.h>
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -17,6 +20,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -127,6 +131,27 @@ inline bool WaitFor(const std::function<bool()>& cond, int ms = 5000) {
     t.start();
     while (!cond() && t.elapsed() < ms) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
     return cond();
+}
+
+// A main window that has found one simulated instrument of `family` (with
+// this FUNCTIONS mask) and selected it; simArgs follow "--profile family".
+inline std::unique_ptr<qv::ui::MainForm> MainWindowOnSimulated(LogicEnv& env, SimProcess& sim, FakeSource& src,
+                                                               const std::string& family, int functions,
+                                                               std::vector<std::string> simArgs) {
+    App();
+    std::ofstream(env.data.file("VisaDevices.ini"))
+        << "[MASTERDEVICES]\nValue1=" << family << "\n[FUNCTIONS]\n" << family << "=" << functions << "\n";
+    simArgs.insert(simArgs.begin(), {"--profile", family});
+    std::string why;
+    EXPECT_TRUE(sim.start(simArgs, &why)) << why;
+    env.rows({{"Lab|TCPIP|x", "1"}});
+    src.records = {{"Lab|TCPIP|x (" + family + ")", sim.socketResource(), "", family}};
+    auto form = std::make_unique<qv::ui::MainForm>(qv::app::context(), src);
+    form->show();
+    form->Start(env.user);
+    EXPECT_TRUE(WaitFor([&] { return form->started(); }));
+    form->logic().DeviceListSelected(0);
+    return form;
 }
 
 }  // namespace qvtest
