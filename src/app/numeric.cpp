@@ -436,6 +436,11 @@ double LeadingNumber(std::string_view text) {
     return v;
 }
 
+bool ErrorCodeIsZero(std::string_view answer) {
+    double code = 1;
+    return LeadingNumber(answer.substr(0, answer.find(',')), code) && code == 0;
+}
+
 double RoundHalfEven(double value) {
     if (!std::isfinite(value)) return value;
     double f = std::floor(value);

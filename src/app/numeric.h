@@ -22,6 +22,11 @@ bool LeadingNumber(std::string_view text, double& value);
 // The same, 0 when there is none.
 double LeadingNumber(std::string_view text);
 
+// An error queue answer ("-113,\"Undefined header\"") says the queue is
+// empty: the code before the first comma is a number equal to zero, so
+// "0", "+0" and "-0" all count.
+bool ErrorCodeIsZero(std::string_view answer);
+
 // Rounds half to even, as the classic integer conversions do.
 double RoundHalfEven(double value);
 // Rounded half to even and clamped to the type's range; NaN gives 0.

@@ -99,8 +99,13 @@ struct ScriptRunResult {
                           // unreadable, session that did not open)
 };
 
+// The first parameter whose value is empty after trimming; -1 when none is.
+int FirstEmptyParm(const std::vector<ScriptParm>& parms);
+// The box that stops a run before anything is sent: "Parameter <name> is empty!".
+void ReportEmptyParm(const ScriptParm& parm);
+
 // Runs a script file against resource. Messages go through the host port:
-// an empty parameter ("Scripts": "Parameter <name> is empty!", nothing
+// an empty parameter (ReportEmptyParm, nothing
 // sent), an unreadable file ("Script Error"), "Parse Error" and "Illegal
 // Command" (the run goes on). Results collects the answers and errors; a
 // session that does not open ends the run with its VISA failure in Results.

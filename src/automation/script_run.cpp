@@ -4,11 +4,10 @@
 #include "automation/script.h"
 
 #include "app/host.h"
+#include "app/numeric.h"
 #include "app/text.h"
 #include "instrument_io/vif.h"
 #include "instrument_io/visa/status_text.h"
-
-#include <charconv>
 
 namespace qv::automation {
 
@@ -21,18 +20,6 @@ constexpr long kAnswerBytes = 2048;
 constexpr int kMaxErrorReads = 256;
 // The rest of a cut answer is read and dropped in pieces, at most this many.
 constexpr int kMaxDrainReads = 1024;
-
-// The code before the first comma of an error queue entry is zero by value:
-// "0", "+0" and "-0" all mean the queue is empty.
-bool noError(const std::string& answer) {
-    std::string code = app::TrimBlanks(std::string_view(answer).substr(0, answer.find(',')));
-    std::string_view v = code;
-    if (!v.empty() && v.front() == '+') v.remove_prefix(1);
-    if (v.empty() || v.front() == '+') return false;
-    double value = 1;
-    auto [ptr, ec] = std::from_chars(v.data(), v.data() + v.size(), value, std::chars_format::general);
-    return ec == std::errc() && ptr == v.data() + v.size() && value == 0;
-}
 
 std::string openFailureText(const std::string& resource, const io::VIF& v) {
     const ViStatus s = v.LastVisaStatus();
@@ -134,7 +121,7 @@ private:
                 append(std::string("ERROR: no answer to SYST:ERR?") + kCrLf);
                 return false;
             }
-            if (noError(answer_)) return ok;
+            if (app::ErrorCodeIsZero(answer_)) return ok;
             append("ERROR: " + answer_ + kCrLf);
             ok = false;
         }
@@ -169,14 +156,22 @@ private:
 
 }  // namespace
 
+int FirstEmptyParm(const std::vector<ScriptParm>& parms) {
+    for (size_t i = 0; i < parms.size(); ++i)
+        if (app::TrimBlanks(parms[i].value).empty()) return static_cast<int>(i);
+    return -1;
+}
+
+void ReportEmptyParm(const ScriptParm& parm) {
+    app::host().message("Scripts", "Parameter " + parm.name + " is empty!", app::Icon::Warning);
+}
+
 ScriptRunResult RunScript(const std::string& file, const std::vector<ScriptParm>& parms, const std::string& resource,
                           const ScriptRunHooks& hooks, int timeoutMs) {
     ScriptRunResult out;
-    for (const ScriptParm& p : parms) {
-        if (app::TrimBlanks(p.value).empty()) {
-            app::host().message("Scripts", "Parameter " + p.name + " is empty!", app::Icon::Warning);
-            return out;
-        }
+    if (const int empty = FirstEmptyParm(parms); empty >= 0) {
+        ReportEmptyParm(parms[static_cast<size_t>(empty)]);
+        return out;
     }
     std::string text;
     if (!ReadScriptText(file, text)) {

@@ -112,9 +112,7 @@ bool SetInstrumentClock(const std::string& resource, std::time_t when) {
     std::string answer;
     // No answer is no confirmation.
     if (!v.ReadString("SYST:ERR?", answer, 2048, false)) return failed();
-    answer = app::TrimLineEnds(answer);
-    double code = 0;
-    if (!app::LeadingNumber(answer.substr(0, answer.find(',')), code) || code != 0) return failed();
+    if (!app::ErrorCodeIsZero(app::TrimLineEnds(answer))) return failed();
     return true;
 }
 

@@ -293,10 +293,9 @@ void ScriptForm::clickRun() {
     const int index = selection_->currentIndex();
     if (index < 0 || index >= static_cast<int>(entries_.size())) return;
     const std::vector<automation::ScriptParm> parms = parameters();
-    for (size_t r = 0; r < parms.size(); ++r) {
-        if (!app::TrimBlanks(parms[r].value).empty()) continue;
-        grid_->setCurrentCell(static_cast<int>(r), kNameCol);
-        app::host().message("Scripts", "Parameter " + parms[r].name + " is empty!", app::Icon::Warning);
+    if (const int empty = automation::FirstEmptyParm(parms); empty >= 0) {
+        grid_->setCurrentCell(empty, kNameCol);
+        automation::ReportEmptyParm(parms[static_cast<size_t>(empty)]);
         return;
     }
     const std::string file = entries_[static_cast<size_t>(index)].File;

@@ -18,6 +18,15 @@ using namespace qv::app;
 
 namespace {
 
+// What instruments answer to SYST:ERR?: only a code of zero by value means
+// the queue is empty; a missing or unreadable code is no such promise.
+TEST(ErrorCodeIsZero, ZeroByValueOnly) {
+    for (const char* empty : {"0,\"No error\"", "+0,\"No error\"", "-0,\"No error\"", " 0,x", "0"})
+        EXPECT_TRUE(ErrorCodeIsZero(empty)) << empty;
+    for (const char* held : {"-113,\"Undefined header\"", "+10,\"x\"", "", ",0", "No error", "1E3,x"})
+        EXPECT_FALSE(ErrorCodeIsZero(held)) << held;
+}
+
 struct FormatCase {
     double value;
     const char* format;
