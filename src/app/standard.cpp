@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <ctime>
 #include <vector>
 
@@ -131,6 +132,14 @@ std::string BrowseFolder(const std::string& title, const std::string& currentPat
     size_t nul = chosen.find('\0');
     if (nul != std::string::npos) chosen.resize(nul);
     return chosen;
+}
+
+bool ReplaceThroughPart(const std::string& target, const std::function<bool(const std::string& part)>& write) {
+    const std::string part = target + ".part";
+    std::remove(part.c_str());
+    if (write(part) && std::rename(part.c_str(), target.c_str()) == 0) return true;
+    std::remove(part.c_str());
+    return false;
 }
 
 }  // namespace qv::app

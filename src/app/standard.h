@@ -1,6 +1,7 @@
 // Caption, version, time and temporary-file texts (module QVStandard).
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -41,6 +42,12 @@ std::string TempPath();
 // ("/" removed, at most 32 bytes) and ends in ".tmp", in folder or, when
 // folder is empty, in TempPath(). Returns its path; empty on failure.
 std::string TempFileName(std::string_view prefix, const std::string& folder = {});
+
+// Fills target through a ".part" file beside it: write(part) writes that
+// file, and target is replaced by it only when write succeeded. A broken
+// write never leaves a file that looks whole, an old target stays as it was,
+// and the part file never outlives the call.
+bool ReplaceThroughPart(const std::string& target, const std::function<bool(const std::string& part)>& write);
 
 // The user's choice of a folder, through the host: the dialog shows title,
 // CR LF, "Current Path: " and currentPath. Cut at the first NUL; empty when

@@ -1,5 +1,6 @@
 #include "automation/raw_reading.h"
 
+#include "app/standard.h"
 #include "automation/script.h"
 
 #include "instrument_io/vif.h"
@@ -64,16 +65,17 @@ RawRunResult RunRawCommands(const std::string& resource, const std::vector<std::
     const std::string target = chooseTarget ? chooseTarget() : std::string();
     if (target.empty()) return r;
 
-    // The answer goes to a file beside the target, which takes its name only
-    // once the read ended well: a broken transfer never looks like a result.
+    // A broken transfer never looks like a result, nor leaves an older one.
+    bool answered = false;
+    const bool stored = app::ReplaceThroughPart(target, [&](const std::string& part) {
+        v.ClearLastVisaStatus();
+        answered = v.ReadAnswerFromInstrument("", part, kRawReadLimit);
+        return answered;
+    });
     std::error_code ec;
-    const std::string part = target + ".part";
-    v.ClearLastVisaStatus();
-    const bool ok = v.ReadAnswerFromInstrument("", part, kRawReadLimit);
-    if (ok) std::filesystem::rename(part, target, ec);
-    if (!ok || ec) {
-        r.message = ok ? "the answer could not be stored in " + target : "the answer could not be read: " + visaText(v);
-        std::filesystem::remove(part, ec);
+    if (!stored) {
+        r.message = answered ? "the answer could not be stored in " + target
+                             : "the answer could not be read: " + visaText(v);
         std::filesystem::remove(target, ec);
         return r;
     }

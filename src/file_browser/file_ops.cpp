@@ -6,6 +6,7 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "app/standard.h"
 #include "families/registry.h"
 #include "instrument_io/vif.h"
 
@@ -101,28 +102,20 @@ std::string temporaryTarget(std::string_view extension) {
 }
 
 FetchResult fetchFile(io::VIF& device, const std::string& command, const std::string& target, int timeoutMs) {
-    const std::string part = target + ".part";
-    std::error_code ec;
-    fs::remove(part, ec);
-    const int32_t before = device.TimeOut();
-    device.TimeOut(timeoutMs);
-    bool ok = device.ReadFileFromInstrument(command, part);
-    device.TimeOut(before);
-    if (!ok) {
-        fs::remove(part, ec);
-        return FetchResult::Failed;
-    }
-    // A block of length 0 may leave no file at all.
-    if (!fs::exists(part, ec)) {
+    const bool fetched = app::ReplaceThroughPart(target, [&](const std::string& part) {
+        const int32_t before = device.TimeOut();
+        device.TimeOut(timeoutMs);
+        const bool ok = device.ReadFileFromInstrument(command, part);
+        device.TimeOut(before);
+        if (!ok) return false;
+        // A block of length 0 may leave no file at all.
+        std::error_code ec;
+        if (fs::exists(part, ec)) return true;
         std::FILE* f = std::fopen(part.c_str(), "wb");
-        if (!f) return FetchResult::Failed;
-        std::fclose(f);
-    }
-    fs::rename(part, target, ec);
-    if (ec) {
-        fs::remove(part, ec);
-        return FetchResult::Failed;
-    }
+        return f && std::fclose(f) == 0;
+    });
+    if (!fetched) return FetchResult::Failed;
+    std::error_code ec;
     return fs::file_size(target, ec) == 0 ? FetchResult::Empty : FetchResult::Fetched;
 }
 

@@ -1,5 +1,7 @@
 #include "hardcopy/image_convert.h"
 
+#include "app/standard.h"
+
 #include <FreeImage.h>
 
 #include <cstdio>
@@ -27,23 +29,13 @@ bool completePixmap(const std::string& file) {
     }
     // Written beside the file and moved over it, so that a failure cannot
     // leave half a bitmap under the picture's name.
-    const std::string part = file + ".part";
-    {
+    return app::ReplaceThroughPart(file, [&](const std::string& part) {
         std::ofstream out(part, std::ios::binary | std::ios::trunc);
         static const char kHead[10] = {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0};
         out.write(kHead, sizeof kHead);
         out.write(body.data(), std::streamsize(body.size()));
-        if (!out.flush()) {
-            out.close();
-            std::remove(part.c_str());
-            return false;
-        }
-    }
-    if (std::rename(part.c_str(), file.c_str()) != 0) {
-        std::remove(part.c_str());
-        return false;
-    }
-    return true;
+        return bool(out.flush());
+    });
 }
 
 bool convertPngToJpeg(const std::string& pngFile, const std::string& jpegFile) {

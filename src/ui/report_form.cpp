@@ -2,6 +2,7 @@
 
 #include "app/context.h"
 #include "app/host.h"
+#include "app/standard.h"
 #include "documents/rtf_file.h"
 #include "ui/icons.h"
 #include "ui/main_form.h"
@@ -18,7 +19,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <unistd.h>
 
 namespace qv::ui {
 
@@ -67,19 +67,18 @@ bool ReportForm::SaveRtf() {
 
 bool ReportForm::SaveRtfTo(const std::string& path) {
     const std::string text = qv::documents::RtfFileText(box_->rtf(), box_->fontName());
-    // A temporary beside the target, renamed over it: a reader never finds
-    // half a document, and a failed write leaves the old file alone.
-    const std::string temp = path + ".part" + std::to_string(::getpid());
+    // A reader never finds half a document, and a failed write leaves the
+    // old file alone.
     std::string why;
-    {
-        std::ofstream f(temp, std::ios::binary | std::ios::trunc);
+    const bool saved = app::ReplaceThroughPart(path, [&](const std::string& part) {
+        std::ofstream f(part, std::ios::binary | std::ios::trunc);
         f.write(text.data(), std::streamsize(text.size()));
         f.close();
         if (!f) why = std::strerror(errno);
-    }
-    if (why.empty() && std::rename(temp.c_str(), path.c_str()) != 0) why = std::strerror(errno);
-    if (why.empty()) return true;
-    std::remove(temp.c_str());
+        return bool(f);
+    });
+    if (saved) return true;
+    if (why.empty()) why = std::strerror(errno);
     app::host().message("ERROR", "The report could not be saved as " + path + " (" + why + ").",
                         app::Icon::Warning);
     return false;
