@@ -16,7 +16,7 @@ constexpr auto kAnalyzer = UCorGroup::Analyzer;
 // as files, relative file names; the dialect slots start empty.
 std::vector<Family> table() {
     // clang-format off
-    return {
+    std::vector<Family> rows = {
         {"TKD",  "spectrum analyzer",                   {"A:", "C:", "D:"}, "D:", '\\', kAnalyzer, false},
         {"TKM",  "spectrum analyzer with demodulation", {"A:", "C:", "D:"}, "D:", '\\', kAnalyzer, false},
         {"TKB",  "spectrum analyzer",                   {"A:", "C:", "D:"}, "D:", '\\', kAnalyzer, false},
@@ -52,6 +52,11 @@ std::vector<Family> table() {
         {"PWE",  "power meter",                         {},                 "",   '\\', kAnalyzer, false},
     };
     // clang-format on
+    for (Family& f : rows) {
+        f.largeTransducerTables = f.tag == "TKD" || f.tag == "TKB" || f.tag == "TKM";
+        f.demodulationReport = f.tag == "TKM";
+    }
+    return rows;
 }
 
 struct Registry {

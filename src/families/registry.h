@@ -42,6 +42,11 @@ struct Family {
     // The browser's own file commands name files relative to the current
     // folder instead of by full path.
     bool relativeFileNames = false;
+    // Transducer tables of 625 points when the firmware begins with "3.4"
+    // (50 otherwise, and for every other family).
+    bool largeTransducerTables = false;
+    // The family measures digital demodulation and has its result report.
+    bool demodulationReport = false;
 
     // Dialects attached by the subsystems; nullptr where the family has none.
     const hardcopy::Dialect* hardcopy = nullptr;

@@ -1,0 +1,1 @@
+#include "tables/peak_list.h"

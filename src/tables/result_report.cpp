@@ -1,0 +1,1 @@
+#include "tables/result_report.h"

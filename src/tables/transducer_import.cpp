@@ -1,0 +1,1 @@
+#include "tables/transducer_import.h"

@@ -1,0 +1,1 @@
+#include "tables/ucor.h"
