@@ -278,7 +278,10 @@ void MainLogic::ShowDeviceSelection(bool enabled) {
     for (const MenuEntry& e : MenuEntries())
         if (e.need == MenuNeed::Capability || e.need == MenuNeed::Selection || e.need == MenuNeed::Resource)
             if (e.id != MenuId::MNewInstTables) setMenu(e.id, enabled);
+    setMenus({MenuNeed::DemodulationReport}, enabled && hasReport(MyDevType));
 }
+
+bool MainLogic::hasReport(std::string_view tag) const { return FamilyHasReport && FamilyHasReport(tag); }
 
 int MainLogic::SearchDevices() {
     if (searching_) return static_cast<int>(rows_.size());
@@ -321,7 +324,7 @@ void MainLogic::selectNothing() {
 
 void MainLogic::disableFunctions(bool includeGeneral) {
     ctx_.CapabilityMask = 0;
-    setMenus({MenuNeed::Capability}, false);
+    setMenus({MenuNeed::Capability, MenuNeed::DemodulationReport}, false);
     if (includeGeneral) setMenus({MenuNeed::Selection, MenuNeed::Resource}, false);
 }
 
@@ -351,6 +354,7 @@ void MainLogic::ApplyCapabilities(std::string_view tag) {
     ctx_.CapabilityMask = FunctionsMask(VisaDevicesPath(), tag);
     for (const MenuEntry& e : MenuEntries())
         if (e.need == MenuNeed::Capability) setMenu(e.id, MenuEnabledForMask(e.id, ctx_.CapabilityMask));
+    setMenus({MenuNeed::DemodulationReport}, hasReport(tag));
     setMenus({MenuNeed::Selection}, true);
 }
 

@@ -193,6 +193,10 @@ public:
 
     // The selection, handed to each window as it opens.
     std::string MyVISARsc, MyDevType, MyFirmware;
+    // Whether a family tag has the demodulation result report. The family
+    // registry lies above this core, so the window sets it; unset, no family
+    // has one.
+    std::function<bool(std::string_view tag)> FamilyHasReport;
     const std::vector<DeviceRow>& Rows() const { return rows_; }
     int ListIndex() const { return listIndex_; }
     // The list text of the selected row ("" without one): the naming rule's name.
@@ -209,6 +213,7 @@ private:
     void disableFunctions(bool includeGeneral);
     // A search that leaves the list empty leaves nothing selected.
     void selectNothing();
+    bool hasReport(std::string_view tag) const;
 
     AppContext& ctx_;
     MainView& view_;

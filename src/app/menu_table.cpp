@@ -54,6 +54,10 @@ constexpr std::array<MenuEntry, kMenuIdCount> kEntries{{
           kCapAnalyzerUtilities),
     Gated(I::MUtilTKxVHxDiscColor, "MUtilTKxVHxDiscColor", "Display &Colors...", G::Utilities,
           kCapAnalyzerUtilities),
+    // The demodulation summary as a report; no FUNCTIONS bit stands for it,
+    // the family's trait decides.
+    Row(I::MUtilTKxDemodReport, "MUtilTKxDemodReport", "&Demodulation Result Report...", G::Utilities,
+        N::DemodulationReport),
     Gated(I::MGLxUtilUserCorrection, "MGLxUtilUserCorrection", "Generator User Correction...", G::Utilities,
           kCapUserCorrection, kSep),
 

@@ -33,6 +33,7 @@ enum class MenuId : uint8_t {
     MUtilTKxVHxHardInfo,
     MUtilTKxVHxSetClock,
     MUtilTKxVHxDiscColor,
+    MUtilTKxDemodReport,
     MGLxUtilUserCorrection,
     MWinArr0,  // the four arrange modes, in mode order
     MWinArr1,
@@ -71,6 +72,7 @@ enum class MenuNeed : uint8_t {
     Capability,  // its bit of CapabilityMask
     Selection,   // a selected instrument
     Resource,    // a selected instrument with a resource (scripts)
+    DemodulationReport,  // a selected family with the demodulation result report
 };
 
 enum class MenuKind : uint8_t {

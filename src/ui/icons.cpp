@@ -268,6 +268,32 @@ QPixmap ToolPicture(ToolGlyph glyph, int size) {
             p.drawEllipse(QRectF(s * 0.38, s * 0.48, s * 0.24, s * 0.24));
             break;
         }
+        case ToolGlyph::Load: {
+            // A sheet with an arrow coming out of it: a file read in.
+            SheetPath(p, s);
+            p.setPen(QPen(QColor(0x1f, 0x9e, 0x89), s * 0.08, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+            p.drawLine(QPointF(s * 0.5, s * 0.4), QPointF(s * 0.5, s * 0.78));
+            p.drawLine(QPointF(s * 0.36, s * 0.64), QPointF(s * 0.5, s * 0.78));
+            p.drawLine(QPointF(s * 0.64, s * 0.64), QPointF(s * 0.5, s * 0.78));
+            break;
+        }
+        case ToolGlyph::Insert: {
+            // Rows of a list with a plus beside them.
+            for (qreal y : {0.28, 0.5, 0.72}) p.drawLine(QPointF(s * 0.14, s * y), QPointF(s * 0.52, s * y));
+            p.setPen(QPen(QColor(0x1f, 0x9e, 0x89), s * 0.09, Qt::SolidLine, Qt::RoundCap));
+            p.drawLine(QPointF(s * 0.74, s * 0.36), QPointF(s * 0.74, s * 0.64));
+            p.drawLine(QPointF(s * 0.6, s * 0.5), QPointF(s * 0.88, s * 0.5));
+            break;
+        }
+        case ToolGlyph::Upload: {
+            // An arrow rising onto a bar: the table sent to the instrument.
+            p.drawLine(QPointF(s * 0.18, s * 0.18), QPointF(s * 0.82, s * 0.18));
+            p.setPen(QPen(QColor(0x2f, 0x7d, 0xd1), s * 0.09, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+            p.drawLine(QPointF(s * 0.5, s * 0.84), QPointF(s * 0.5, s * 0.34));
+            p.drawLine(QPointF(s * 0.32, s * 0.52), QPointF(s * 0.5, s * 0.34));
+            p.drawLine(QPointF(s * 0.68, s * 0.52), QPointF(s * 0.5, s * 0.34));
+            break;
+        }
     }
     return pm;
 }

@@ -15,7 +15,7 @@ QPixmap BigButtonPicture(qv::app::BigButton kind, bool hover, int size = 64, qre
 // The emblem: a stylised waveform in a rounded square.
 QPixmap ProgramEmblem(int size = 64);
 // The glyphs of the small tool buttons of the child windows (dark on light).
-enum class ToolGlyph { Update, Save, Copy, Print, NewFolder, Delete, Open };
+enum class ToolGlyph { Update, Save, Copy, Print, NewFolder, Delete, Open, Load, Insert, Upload };
 // The pictures of the instrument file browser's rows and drive box.
 enum class FileGlyph { Folder, File, Drive };
 QPixmap FilePicture(FileGlyph glyph, int size = 32);

@@ -8,6 +8,7 @@
 #include "app/standard.h"
 #include "automation/status_utilities.h"
 #include "families/registry.h"
+#include "tables/result_report.h"
 #include "ui/big_button.h"
 #include "ui/error_form.h"
 #include "ui/hcopy_form.h"
@@ -17,13 +18,17 @@
 #include "ui/ip_resolve.h"
 #include "ui/qt_host.h"
 #include "ui/raw_form.h"
+#include "ui/report_form.h"
+#include "ui/rich_text_box.h"
 #include "ui/remote_editor_form.h"
 #include "ui/script_form.h"
 #include "ui/settings_form.h"
 #include "ui/splash.h"
+#include "ui/table_form.h"
 #include "ui/sup_devices.h"
 #include "ui/text_form.h"
 #include "ui/timed_form.h"
+#include "ui/ucor_form.h"
 
 #include <QActionGroup>
 #include <QCloseEvent>
@@ -90,6 +95,10 @@ MainForm::MainForm(qv::app::AppContext& ctx, qv::app::InstrumentSource& source, 
     setObjectName("MainForm");
     setWindowIcon(QIcon(ProgramEmblem(64)));
     resize(1200, 780);
+    logic_.FamilyHasReport = [](std::string_view tag) {
+        const qv::family::Family* f = qv::family::find(tag);
+        return f && f->demodulationReport;
+    };
     buildMenus();
     buildCentral();
     for (int i = 0; i < static_cast<int>(MenuId::Count); ++i)
@@ -119,8 +128,6 @@ const std::array<MainForm::MenuHandler, qv::app::kMenuIdCount>& MainForm::menuHa
         MenuId id;
         MenuHandler run;
     };
-    // Functions whose windows come later say so when chosen.
-    static constexpr MenuHandler later = [](MainForm& f, MenuId id) { f.notAvailable(id); };
     static constexpr MenuHandler arrange = [](MainForm& f, MenuId id) {
         f.arrange(static_cast<int>(id) - static_cast<int>(MenuId::MWinArr0));
     };
@@ -177,7 +184,8 @@ const std::array<MainForm::MenuHandler, qv::app::kMenuIdCount>& MainForm::menuHa
         {MenuId::MUtilTKxVHxSelfTest, [](MainForm& f, MenuId) { f.runStatusReport(StatusReport::SelfTest); }},
         {MenuId::MUtilTKxVHxHardInfo, [](MainForm& f, MenuId) { f.runStatusReport(StatusReport::HardInfo); }},
         {MenuId::MUtilTKxVHxSetClock, [](MainForm& f, MenuId) { f.runSetClock(); }},
-        {MenuId::MGLxUtilUserCorrection, later},
+        {MenuId::MUtilTKxDemodReport, [](MainForm& f, MenuId) { f.runDemodReport(); }},
+        {MenuId::MGLxUtilUserCorrection, [](MainForm& f, MenuId) { f.runUserCorrection(); }},
         {MenuId::MWinArr0, arrange},
         {MenuId::MWinArr1, arrange},
         {MenuId::MWinArr2, arrange},
@@ -638,7 +646,50 @@ void MainForm::runSetClock() {
     statusBar()->showMessage(QString("Instrument clock set to %1.").arg(at), 5000);
 }
 
-void MainForm::runNewInstTables() { notAvailable(MenuId::MNewInstTables); }
+void MainForm::runNewInstTables() {
+    auto* form = new TableForm(*this);
+    form->MyVISARsc = logic_.MyVISARsc;
+    form->MyDevType = logic_.MyDevType;
+    form->MyFirmware = logic_.MyFirmware;
+    openChild(form);
+}
+
+void MainForm::runUserCorrection() {
+    auto* form = new UCorForm(CurrentInstrumentName());
+    form->MyVISARsc = logic_.MyVISARsc;
+    form->MyDevType = logic_.MyDevType;
+    form->MyFirmware = logic_.MyFirmware;
+    openChild(form);
+}
+
+void MainForm::runDemodReport() {
+    auto* form = new ReportForm(this);
+    form->setObjectName("DemodReport");
+    form->setWindowTitle(qs("Result Report - " + CurrentInstrumentName()));
+    form->MyVISARsc = logic_.MyVISARsc;
+    form->MyDevType = logic_.MyDevType;
+    form->MyFirmware = logic_.MyFirmware;
+    // The update hot key reads the summary again; the action lives in the
+    // window it acts on.
+    auto update = [form] {
+        qv::app::host().busy(true);
+        const bool read =
+            qv::tables::UpdateResultReport(form->MyVISARsc, form->MyDevType, form->RTFReport(), form->RTFBuf);
+        qv::app::host().busy(false);
+        return read;
+    };
+    form->setUpdateAction([update] { update(); });
+    QPointer<ReportForm> alive(form);
+    openChild(form);
+    qv::app::host().processEvents();
+    // An instrument in another mode has nothing to report: say why the
+    // window stays empty.
+    if (alive && !update())
+        statusBar()->showMessage(
+            "No demodulation result summary: the instrument must be in digital demodulation (DDEM) with a "
+            "modulation other than FSK. Press the update key when it is.",
+            8000);
+}
 void MainForm::runNewInstScripts() {
     auto* form = new ScriptForm(*this);
     form->MyVISARsc = logic_.MyVISARsc;

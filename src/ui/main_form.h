@@ -115,6 +115,10 @@ private:
     void runNewTrace();
     void runNewInstFileBrow();
     void runNewInstTables();
+    void runUserCorrection();
+    // The demodulation summary of the selected instrument in a report
+    // window, read once at opening and again on each update.
+    void runDemodReport();
     void runNewInstScripts();
     void runInterAct();
     void runRawRead();
