@@ -24,6 +24,7 @@ constexpr DemoInstrument kInstruments[] = {
     {"MYE", "Demo oscilloscope, full HD", false},
     {"GLN", "Demo signal generator", false},
     {"DOC", "Demo audio analyzer", false},
+    {"TKM", "Demo modulation analyzer", true},
 };
 
 }  // namespace

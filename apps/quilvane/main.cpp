@@ -9,6 +9,7 @@
 //   --measure-browser    with --demo: time the file browser listing and drawing a
 //                        folder of 10,000 entries, print it, and end
 //   --trigger CONTROL    once started, run a menu entry by its control name (repeatable)
+//   --select N           once started, select row N of the instrument list (before the triggers)
 // The optional word PULSE is accepted for the trace window.
 #include "app/context.h"
 #include "app/host.h"
@@ -161,7 +162,7 @@ void MeasureHardcopy(qv::ui::MainForm* form) {
 }
 
 void Usage() {
-    std::puts("usage: quilvane [--demo] [--no-visa] [--quit-after MS] [--screenshot FILE] [--measure-startup] [--measure-hardcopy] [--measure-browser] [PULSE]");
+    std::puts("usage: quilvane [--demo] [--no-visa] [--quit-after MS] [--screenshot FILE] [--measure-startup] [--measure-hardcopy] [--measure-browser] [--select N] [--trigger CONTROL] [PULSE]");
 }
 
 }  // namespace
@@ -169,6 +170,7 @@ void Usage() {
 int main(int argc, char** argv) {
     bool demo = false, noVisa = false, measure = false, measureHardcopy = false, measureBrowser = false;
     int quitAfter = -1;
+    int selectRow = -1;
     QString screenshot;
     QStringList triggers;
     for (int i = 1; i < argc; ++i) {
@@ -181,6 +183,7 @@ int main(int argc, char** argv) {
         else if (a == "--quit-after" && i + 1 < argc) quitAfter = std::atoi(argv[++i]);
         else if (a == "--screenshot" && i + 1 < argc) screenshot = argv[++i];
         else if (a == "--trigger" && i + 1 < argc) triggers << argv[++i];
+        else if (a == "--select" && i + 1 < argc) selectRow = std::atoi(argv[++i]);
         else if (a == "--help" || a == "-h") return Usage(), 0;
         else if (a == "PULSE") {}
         else if (a.rfind("-", 0) == 0 && a.rfind("-platform", 0) != 0 && a != "-display") {
@@ -231,6 +234,7 @@ int main(int argc, char** argv) {
             MeasureHardcopy(form);
             QTimer::singleShot(0, form, &QWidget::close);
         }
+        if (selectRow >= 0) form->deviceList()->setCurrentIndex(selectRow);
         for (const QString& t : triggers)
             if (QAction* a = form->action(t)) a->trigger();
             else std::fprintf(stderr, "quilvane: no menu entry %s\n", t.toUtf8().constData());

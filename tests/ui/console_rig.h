@@ -26,8 +26,8 @@ struct ConsoleRig {
     std::unique_ptr<qv::ui::MainForm> form;
     std::string log = files.file("sim.log");
 
-    explicit ConsoleRig(const std::string& family = "TKD") {
-        form = MainWindowOnSimulated(env, sim, src, family, 15, {"--log", log});
+    explicit ConsoleRig(const std::string& family = "TKD", int functions = 15) {
+        form = MainWindowOnSimulated(env, sim, src, family, functions, {"--log", log});
         qv::app::context().SaveFolder = files.path();
     }
     // Chooses a menu entry and gives back the window it opened, if any.

@@ -153,6 +153,7 @@ TEST(MainForm, MenuCaptionsAndTheSkinEntries) {
         {"IPResolver", "&IP Address Resolver..."}, {"MUtilTKxVHxCalResults", "Read &Calibration Results..."},
         {"MUtilTKxVHxSelfTest", "Read Selftest Results..."}, {"MUtilTKxVHxHardInfo", "Read Hardware Info..."},
         {"MUtilTKxVHxDiscColor", "Display &Colors..."}, {"MGLxUtilUserCorrection", "Generator User Correction..."},
+        {"MUtilTKxDemodReport", "&Demodulation Result Report..."},
         {"MWinArr0", "&Cascade"}, {"MWinArr1", "Tile &Horizontally"}, {"MWinArr2", "Tile &Vertically"},
         {"MWinArr3", "&Arrange Icons"}, {"WindowSkins1", "&Skin1"}, {"WindowSkins2", "&Skin2"},
         {"WindowSkins3", "&Skin3"}, {"HelpHelp", "&Help"}, {"MHelpAbout", "&About"}};
@@ -221,7 +222,7 @@ TEST(MainForm, NoVisaStartLeavesTheListsEmptyAndTheEditorOff) {
     EXPECT_FALSE(s.form.action("MFileVISARsc")->isEnabled());
     // Nothing was ever selected: every instrument function stays off.
     for (const char* entry : {"MNewHardcopy", "MNewTrace", "MNewInstTables", "MNewInstScripts", "MUtilAllInterAct",
-                              "MGLxUtilUserCorrection"})
+                              "MGLxUtilUserCorrection", "MUtilTKxDemodReport"})
         EXPECT_FALSE(s.form.action(entry)->isEnabled()) << entry;
     EXPECT_TRUE(s.form.action("MFileSettings")->isEnabled());
     ASSERT_EQ(host.messages().size(), 1u);

@@ -178,6 +178,26 @@ TEST_F(StartSequence, SearchFillsTheListsSelectsRowZeroAndGatesMenusByMask) {
     EXPECT_EQ(host.messages().size(), 2u);
 }
 
+// The report entry follows the family's trait, not a FUNCTIONS bit: on for
+// the family that has it, off for the next selection without it, and off
+// when a search leaves nothing selected.
+TEST_F(StartSequence, DemodulationReportFollowsTheSelectedFamilysTrait) {
+    env.rows({{"A|RAW|x", "1"}});
+    source.records = {Rec("Demod", "1", "R1", "DEM"), Rec("All", "1", "R2", "ALL")};
+    logic.FamilyHasReport = [](std::string_view tag) { return tag == "DEM"; };
+    EXPECT_FALSE(logic.MenuEnabled(MenuId::MUtilTKxDemodReport));
+    logic.Load(env.user);
+    EXPECT_EQ(qv::app::context().CapabilityMask, 0);
+    EXPECT_TRUE(view.menus[MenuId::MUtilTKxDemodReport]);
+    logic.DeviceListSelected(1);
+    EXPECT_FALSE(view.menus[MenuId::MUtilTKxDemodReport]);
+    logic.DeviceListSelected(0);
+    EXPECT_TRUE(logic.MenuEnabled(MenuId::MUtilTKxDemodReport));
+    source.records.clear();
+    logic.SearchDevices();
+    EXPECT_FALSE(view.menus[MenuId::MUtilTKxDemodReport]);
+}
+
 TEST_F(StartSequence, FileRowKeepsTheMenusOfThePreviousInstrument) {
     env.rows({{"A|RAW|x", "1"}});
     source.records = {Rec("All", "1", "R1", "ALL"), {"<FILE>", "", "", ""}};

@@ -78,6 +78,7 @@ TEST(MenuBar, TopMenusInOrderAndThePopupsOutsideIt) {
 struct Family {
     const char* tag;
     int16_t mask;
+    bool report = false;  // the family has the demodulation result report
 };
 
 void PrintTo(const Family& f, std::ostream* os) { *os << f.tag; }
@@ -97,7 +98,9 @@ TEST_P(EnabledByMask, EveryEntryAndBigButtonFollowsItsNeed) {
     ASSERT_EQ(qv::app::context().CapabilityMask, GetParam().mask);
 
     for (const MenuEntry& e : qv::app::MenuEntries()) {
-        const bool expected = e.need == MenuNeed::Capability ? (GetParam().mask & e.bit) != 0 : true;
+        bool expected = true;
+        if (e.need == MenuNeed::Capability) expected = (GetParam().mask & e.bit) != 0;
+        if (e.need == MenuNeed::DemodulationReport) expected = GetParam().report;
         EXPECT_EQ(form.action(e.id)->isEnabled(), expected) << e.control;
     }
     for (auto b : {qv::app::BigButton::Hardcopy, qv::app::BigButton::Trace, qv::app::BigButton::FilesInstr,
@@ -106,7 +109,8 @@ TEST_P(EnabledByMask, EveryEntryAndBigButtonFollowsItsNeed) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, EnabledByMask,
-                         ::testing::Values(Family{"AAA", 1}, Family{"BBB", 6}, Family{"ALL", 63}, Family{"ZZZ", 0}),
+                         ::testing::Values(Family{"AAA", 1}, Family{"BBB", 6}, Family{"ALL", 63}, Family{"ZZZ", 0},
+                                           Family{"TKM", 0, true}, Family{"TKD", 0}),
                          [](const ::testing::TestParamInfo<Family>& info) { return std::string(info.param.tag); });
 
 }  // namespace
