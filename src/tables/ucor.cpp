@@ -193,7 +193,7 @@ std::string UploadRefusal(const UCorTable& table, family::UCorGroup group, const
 }
 
 UploadResult UploadUCor(const std::string& resource, family::UCorGroup group, const UCorTable& table,
-                        const UCorSettings& s) {
+                        const UCorSettings& s, const std::function<void(io::VIF&)>& prepare) {
     UploadResult r;
     app::Host& h = app::host();
     if (std::string why = UploadRefusal(table, group, s); !why.empty()) {
@@ -206,6 +206,7 @@ UploadResult UploadUCor(const std::string& resource, family::UCorGroup group, co
     h.busy(true);
     h.processEvents();
     io::VIF v;
+    if (prepare) prepare(v);
     std::string failure;
     if (!v.OpenDevice(resource, true, false, 1000, true)) {
         failure = "The instrument " + resource + " could not be opened (" + visaWhy(v) + "); nothing was sent.";
