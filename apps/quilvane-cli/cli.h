@@ -20,7 +20,7 @@ struct Options {
     std::string logFile;
     int logLevel = 2;
     std::string iniFile;  // scan: the settings file
-    std::string output;   // hardcopy: the file without extension; "-": standard output
+    std::string output;   // hardcopy: the file without extension; peaks, demod: the file; "-": standard output
     bool color = true;    // hardcopy
     std::vector<std::string> args;  // command word first
 };
@@ -51,5 +51,10 @@ int cmdRaw(const Options& o);
 int cmdStatus(const Options& o);
 // script RES FILE [NAME=VALUE ...]: runs a script, Results on standard output.
 int cmdScript(const Options& o);
+
+// peaks RES: the peak list as tab-separated text; demod RES: the
+// demodulation summary as labelled lines (RTF for an -o FILE ending in .rtf).
+int cmdPeaks(const Options& o);
+int cmdDemod(const Options& o);
 
 }  // namespace qv::cli

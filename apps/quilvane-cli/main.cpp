@@ -65,6 +65,10 @@ const char* const kUsage =
     "                         not given keep the script's defaults (a bare FILE default lands in\n"
     "                         the current folder); exit 1 when the run ended with errors, 2 when\n"
     "                         the script does not serve the identified instrument\n"
+    "  peaks RES [-o FILE]    read the instrument's peak list and print it (marker, frequency, level,\n"
+    "                         tab-separated, header first) or write it to FILE\n"
+    "  demod RES [-o FILE]    read the demodulation result summary (in mode DDEM) and print its 53\n"
+    "                         values, \"label<TAB>value\" a line, or write them to FILE (RTF for *.rtf)\n"
     "RES is a VISA resource, e.g. TCPIP::192.168.1.20::INSTR or TCPIP::host::5025::SOCKET.\n"
     "--log writes every VISA call to FILE: level 1 failures, 2 calls (default), 3 calls with all data.\n";
 
@@ -309,6 +313,8 @@ const DirectoryCommand kDirectoryCommands[] = {
     {"raw", 3, 3, cmdRaw},
     {"status", 1, 1, cmdStatus},
     {"script", 2, 2 + 64, cmdScript},
+    {"peaks", 1, 1, cmdPeaks},
+    {"demod", 1, 1, cmdDemod},
 };
 
 bool number(const char* text, unsigned long max, unsigned long& out) {

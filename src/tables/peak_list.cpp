@@ -154,6 +154,10 @@ TableRead ReadSelectedTable(const std::string& resource, std::string_view name, 
     const bool readable = fetched && present && readLocalFile(local, bytes);
     if (present) std::remove(local.c_str());
     if (!fetched || !present) {
+        // A refused store or a missing file waits in the error queue: the
+        // user learns why the grid stayed.
+        std::string errors;
+        device.PollErrors(errors, "SYST:ERR?", true);
         if (!fault.empty())
             app::host().message(kTitle, "The peak list could not be read: " + fault + ".", app::Icon::Warning);
         return TableRead::NoFile;
