@@ -45,7 +45,8 @@ TEST_F(Tables, OneReadFillsTheGridUnderItsHeaderAndLeavesNoLocalFile) {
     EXPECT_EQ(w->TableView()->rowCount(), 0);
     const auto before = filesIn(rig.files.path());
     w->button("imgUpdate")->click();
-    EXPECT_GE(rig.logIndex("MMEM:STOR:PEAK 'C:\\List.lst'"), 0);
+    // The log writes a backslash doubled.
+    EXPECT_GE(rig.logIndex("MMEM:STOR:PEAK 'C:\\\\List.lst'"), 0);
     const qv::tables::TableGrid& g = w->grid();
     ASSERT_GE(g.size(), 2u) << "no peak came";
     EXPECT_EQ(g[0], qv::tables::PeakListHeader());

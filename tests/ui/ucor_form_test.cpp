@@ -116,21 +116,35 @@ TEST_F(UCor, GeneratorNamesMustBeginWithUcor) {
     EXPECT_EQ(host.messages().at(0).text, qv::tables::kUCorNameMessage);
 }
 
-TEST_F(UCor, GeneratorUploadSendsBothListsWithTheirUnitsBetweenStateOffAndOn) {
+// The level unit follows each level as its text; the log writes the byte
+// 0xB5 of "µ" as \xb5, so a UTF-8 "µ" (two bytes) would show.
+struct GeneratorUnit {
+    int unit;
+    const char* levels;
+};
+class UCorGeneratorUpload : public UCor, public ::testing::WithParamInterface<GeneratorUnit> {};
+
+TEST_P(UCorGeneratorUpload, SendsBothListsWithTheirUnitsBetweenStateOffAndOn) {
     addRow("200", "2");
     addRow("100", "1");
     w->cmbUnitFreq()->setCurrentIndex(2);
+    w->UCorUnit()->setCurrentIndex(GetParam().unit);
     host.calls.clear();
     w->button("lblUCorSend")->click();
     EXPECT_TRUE(host.messages().empty()) << host.messages().front().text;
     int at = 0;
-    for (const char* line : {"CORR:STAT OFF", "CORR:CSET:SEL 'UCOR1'", "CORR:CSET:DATA:FREQ 100MHz,200MHz",
-                             "CORR:CSET:DATA:POW 1dB,2dB", "CORR:STAT ON"}) {
+    for (const std::string& line : {std::string("CORR:STAT OFF"), std::string("CORR:CSET:SEL 'UCOR1'"),
+                                   std::string("CORR:CSET:DATA:FREQ 100MHz,200MHz"),
+                                   "CORR:CSET:DATA:POW " + std::string(GetParam().levels),
+                                   std::string("CORR:STAT ON")}) {
         const int next = rig.logIndex(line, at);
         ASSERT_GE(next, at) << line;
         at = next + 1;
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Units, UCorGeneratorUpload,
+                         ::testing::Values(GeneratorUnit{0, "1dB,2dB"}, GeneratorUnit{2, "1dB\\xb5V,2dB\\xb5V"}));
 
 TEST_F(UCor, GeneratorRefusesASingleRowBeforeAnythingIsSent) {
     addRow("100", "1");
