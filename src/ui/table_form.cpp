@@ -93,11 +93,9 @@ void TableForm::redraw() {
     view_->setRowCount(0);
     view_->setColumnCount(3);
     // Row 0 of the table is its header: shown as the grid's fixed header,
-    // the peaks below it.
+    // the peaks below it. An empty grid still names its columns.
     QStringList header;
-    if (!grid_.empty())
-        for (const std::string& h : grid_.front()) header << qs(h);
-    else header << "" << "" << "";
+    for (const std::string& h : grid_.empty() ? tables::PeakListHeader() : grid_.front()) header << qs(h);
     view_->setHorizontalHeaderLabels(header);
     for (size_t r = 1; r < grid_.size(); ++r)
         for (int c = 0; c < 3; ++c)

@@ -122,6 +122,7 @@ struct GeneratorUnit {
     int unit;
     const char* levels;
 };
+void PrintTo(const GeneratorUnit& u, std::ostream* os) { *os << "unit " << u.unit; }
 class UCorGeneratorUpload : public UCor, public ::testing::WithParamInterface<GeneratorUnit> {};
 
 TEST_P(UCorGeneratorUpload, SendsBothListsWithTheirUnitsBetweenStateOffAndOn) {
