@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "rpc_test_client.h"
+#include "sim/profiles.h"
 #include "sim/simulator.h"
 #include "sim/trace_data.h"
 #include "sim_harness.h"
@@ -143,6 +144,36 @@ TEST(GeneratorCorrection, TableSizeAndSelectionAreEnforced) {
     EXPECT_EQ(h.drainErrors(), std::vector<int>{-223});
     EXPECT_EQ(ask(h, "CORR:CSET:DATA:POW:POIN?"), "0");
 }
+
+// The tables are offered where the capability file offers them: user
+// correction (bit 16) in the dialect of the family's group, peak lists
+// (bit 32) on the analyzers that have them.
+class TableFamilies : public ::testing::TestWithParam<qv::sim::Profile> {};
+
+TEST_P(TableFamilies, FollowTheCapabilityFile) {
+    static const auto masks = qvsimtest::functionMasks();
+    static const std::string kGeneratorGroup = " GLT GLY GLN GXB GLEF GLQ ";
+    const auto& p = GetParam();
+    auto it = masks.find(p.tag);
+    ASSERT_NE(it, masks.end()) << p.tag;
+    using C = qv::sim::Profile::Correction;
+    C expected = !(it->second & 16)                                          ? C::None
+                 : kGeneratorGroup.find(" " + p.tag + " ") != std::string::npos ? C::Generator
+                                                                             : C::Transducer;
+    EXPECT_EQ(p.correction, expected);
+    EXPECT_EQ(p.peakList, (it->second & 32) != 0);
+    // The commands say the same as the flags.
+    Harness h(p.tag);
+    h.send("CORR:CSET:SEL?\nCORR:TRAN:SEL?\nMMEM:STOR:PEAK 'C:\\List.lst'\n");
+    std::vector<int> errors;
+    if (expected != C::Generator) errors.push_back(-113);
+    if (expected != C::Transducer) errors.push_back(-113);
+    if (!p.peakList) errors.push_back(-113);
+    EXPECT_EQ(h.drainErrors(), errors);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllFamilies, TableFamilies, ::testing::ValuesIn(qv::sim::allProfiles()),
+                         [](const auto& info) { return info.param.tag; });
 
 // Each group knows only its own dialect; families without user correction neither.
 struct Refusal {
