@@ -1,9 +1,11 @@
 #include "demo.h"
 
 #include "app/iniio.h"
+#include "sim/instrument.h"
 
 #include <cstdlib>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 namespace qv::demo {
@@ -56,6 +58,16 @@ bool DemoSetup::start(std::string& error) {
     }
     cfg.portmapperPort = 0;
     if (!sim_.start(cfg, error)) return false;
+    // The modulation analyzer starts in digital demodulation, so that its
+    // result report has a summary to show.
+    for (size_t i = 0; i < sim_.instrumentCount(); ++i)
+        if (std::string_view(kInstruments[i].family) == "TKM")
+            if (qv::sim::Instrument* inst = sim_.instrument(i)) {
+                qv::sim::ProgramMessage select;
+                select.text = "INST:SEL DDEM";
+                qv::sim::ResponseMessage ignored;
+                inst->execute(select, false, ignored);
+            }
 
     std::string tmpl = (std::filesystem::temp_directory_path() / "quilvane-demo-XXXXXX").string();
     if (!::mkdtemp(tmpl.data())) {

@@ -44,6 +44,8 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPainter>
+#include <QFontMetricsF>
+#include <QTextCursor>
 #include <QStatusBar>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -684,7 +686,22 @@ void MainForm::runDemodReport() {
     qv::app::host().processEvents();
     // An instrument in another mode has nothing to report: say why the
     // window stays empty.
-    if (alive && !update())
+    const bool read = alive && update();
+    if (alive) {
+        RichTextEdit& box = alive->RTFReport();
+        // One tab stop past the longest label keeps the values in one
+        // column, whatever font stands in for the report's (10 points).
+        QFont font = box.fontName().empty() ? box.font() : QFont(qs(box.fontName()));
+        font.setPointSizeF(10);
+        const QFontMetricsF metrics(font);
+        qreal labelWidth = 0;
+        for (const char* label : qv::tables::ResultLabels())
+            labelWidth = std::max(labelWidth, metrics.horizontalAdvance(QString::fromUtf8(label)));
+        box.setTabStopDistance(labelWidth + 16);
+        // The composer leaves the view at the end; a report is read from the top.
+        box.moveCursor(QTextCursor::Start);
+    }
+    if (alive && !read)
         statusBar()->showMessage(
             "No demodulation result summary: the instrument must be in digital demodulation (DDEM) with a "
             "modulation other than FSK. Press the update key when it is.",

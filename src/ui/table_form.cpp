@@ -17,6 +17,8 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace qv::ui {
 
 namespace tables = qv::tables;
@@ -101,7 +103,11 @@ void TableForm::redraw() {
         for (int c = 0; c < 3; ++c)
             SetCell(view_, int(r - 1), c, qs(grid_[r][size_t(c)]), false, false,
                     (c == 0 ? Qt::AlignCenter : Qt::AlignRight) | Qt::AlignVCenter);
-    for (int c = 0; c < 3; ++c) view_->setColumnWidth(c, kColumnWidths[c]);
+    // The fixed widths, widened where a header or value would be cut.
+    for (int c = 0; c < 3; ++c) {
+        view_->resizeColumnToContents(c);
+        view_->setColumnWidth(c, std::max(kColumnWidths[c], view_->columnWidth(c)));
+    }
     view_->setCurrentCell(-1, -1);
     view_->clearSelection();
     view_->setUpdatesEnabled(true);
