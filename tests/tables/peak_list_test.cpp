@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 
 namespace {
@@ -20,6 +21,9 @@ struct ParseCase {
     bool ok;
     size_t rows;  // header included; 0 for a broken list
 };
+void PrintTo(const ParseCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 const std::string kThree =
     "Peak;1;\r\n100000000;Hz;\r\n-20.5;dBm;\r\n"
@@ -85,6 +89,9 @@ struct SaveCase {
     qv::app::Answer answer;
     bool saved;
 };
+void PrintTo(const SaveCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 class Save : public ::testing::TestWithParam<SaveCase> {};
 
