@@ -33,6 +33,9 @@ void printErrorQueue(io::VIF& v);
 // fail, then after a time-out one look at the error queue.
 int failWithQueue(const char* what, io::VIF& v);
 long fileSize(const std::string& path);
+// The user's settings file, by the rules the program uses, without
+// creating any folder; empty when no home is known.
+std::string userIniFile();
 // Copies a file to standard output; false when it cannot be read whole.
 bool copyToStdout(const std::string& file);
 // Asks who the resource (args[1]) is; the record's index, -1 when it was not
@@ -51,6 +54,8 @@ int cmdRaw(const Options& o);
 int cmdStatus(const Options& o);
 // script RES FILE [NAME=VALUE ...]: runs a script, Results on standard output.
 int cmdScript(const Options& o);
+// ucor RES FILE [options]: imports a transducer file and uploads it.
+int cmdUcor(const Options& o);
 
 // peaks RES: the peak list as tab-separated text; demod RES: the
 // demodulation summary as labelled lines (RTF for an -o FILE ending in .rtf).

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 namespace qv::cli {
 
@@ -58,6 +59,22 @@ long fileSize(const std::string& path) {
     return stat(path.c_str(), &st) == 0 ? long(st.st_size) : -1;
 }
 
+
+// The user's settings file, by the rules the program uses, without
+// creating any folder.
+std::string userIniFile() {
+    std::string base;
+    if (const char* appdata = std::getenv("APPDATA"); appdata && *appdata) {
+        base = appdata;
+    } else if (const char* xdg = std::getenv("XDG_CONFIG_HOME"); xdg && *xdg) {
+        base = xdg;
+    } else if (const char* home = std::getenv("HOME"); home && *home) {
+        base = std::string(home) + "/.config";
+    } else {
+        return "";
+    }
+    return base + "/Tesselhorn/Quilvane/Quilvane.ini";
+}
 
 // Asks who the resource is; the record's index, -1 when it was not visited.
 int16_t identify(const Options& o, qv::dir::VISAScan& scan) {

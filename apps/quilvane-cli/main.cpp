@@ -65,6 +65,12 @@ const char* const kUsage =
     "                         not given keep the script's defaults (a bare FILE default lands in\n"
     "                         the current folder); exit 1 when the run ended with errors, 2 when\n"
     "                         the script does not serve the identified instrument\n"
+    "  ucor RES FILE [--name NAME] [--unit UNIT] [--freq-unit Hz|kHz|MHz|GHz] [--scale lin|log]\n"
+    "       [--comment TEXT] [--negate] [--ref-level LEVEL] [--ini FILE]\n"
+    "                         import the transducer file FILE by the [UCor] rules of the settings\n"
+    "                         file and upload it as a user correction (generators) or transducer\n"
+    "                         table (analyzers); defaults: UCOR1, dB, Hz, lin, empty comment;\n"
+    "                         UNIT: dB, dBm, dBuV, dBuV/m, dBuA, dBuA/m, dBpW, dBpt\n"
     "  peaks RES [-o FILE]    read the instrument's peak list and print it (marker, frequency, level,\n"
     "                         tab-separated, header first) or write it to FILE\n"
     "  demod RES [-o FILE]    read the demodulation result summary (in mode DDEM) and print its 53\n"
@@ -162,22 +168,6 @@ const Command kCommands[] = {
     {"query", 2, cmdQuery}, {"write", 2, cmdWrite}, {"stb", 1, cmdStb},   {"clear", 1, cmdClear},
     {"poll", 1, cmdPoll},   {"fetch", 3, cmdFetch}, {"send", 3, cmdSend}, {"floats", 2, cmdFloats},
 };
-
-// The user's settings file, by the rules the program uses, without
-// creating any folder.
-std::string userIniFile() {
-    std::string base;
-    if (const char* appdata = std::getenv("APPDATA"); appdata && *appdata) {
-        base = appdata;
-    } else if (const char* xdg = std::getenv("XDG_CONFIG_HOME"); xdg && *xdg) {
-        base = xdg;
-    } else if (const char* home = std::getenv("HOME"); home && *home) {
-        base = std::string(home) + "/.config";
-    } else {
-        return "";
-    }
-    return base + "/Tesselhorn/Quilvane/Quilvane.ini";
-}
 
 void printRecord(const qv::dir::VISAScan& s, int16_t i) {
     auto line = [](const char* name, const std::string& value) { std::printf("%s: %s\n", name, value.c_str()); };
@@ -313,6 +303,7 @@ const DirectoryCommand kDirectoryCommands[] = {
     {"raw", 3, 3, cmdRaw},
     {"status", 1, 1, cmdStatus},
     {"script", 2, 2 + 64, cmdScript},
+    {"ucor", 2, 2 + 14, cmdUcor},
     {"peaks", 1, 1, cmdPeaks},
     {"demod", 1, 1, cmdDemod},
 };

@@ -6,9 +6,14 @@
 #include "families/registry.h"
 
 #include <array>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace qv::io {
+class VIF;
+}
 
 namespace qv::tables {
 
@@ -84,8 +89,9 @@ struct UploadResult {
 // The whole upload: refusal check (a warning box through the host), busy
 // pointer, OpenDevice(resource, true, false, 1000, true), the commands, then
 // the error poll; errors found show "LOADING FAILED:" CR LF + text under
-// "FAILED". Messages go to app::host().
+// "FAILED". Messages go to app::host(). prepare, when given, sees the
+// session before it opens (a log, a time-out).
 UploadResult UploadUCor(const std::string& resource, family::UCorGroup group, const UCorTable& table,
-                        const UCorSettings& s);
+                        const UCorSettings& s, const std::function<void(io::VIF&)>& prepare = {});
 
 }  // namespace qv::tables
