@@ -30,8 +30,8 @@ protected:
     // An instrument whose C: drive holds list as C:\List.lst. The family
     // stores no peak list of its own, so the file stays as planted.
     void start(const std::string& profile, const std::string& list, const std::vector<std::string>& faults = {}) {
+        ::mkdir(root.file("C").c_str(), 0755);
         if (!list.empty()) {
-            ::mkdir(root.file("C").c_str(), 0755);
             ASSERT_TRUE(qvtest::writeFile(root.file("C/List.lst"), list));
         }
         std::vector<std::string> args{"--profile", profile,      "--socket-port", "0",      "--root",
@@ -104,6 +104,22 @@ TEST_P(PeakReadCases, GridMessagesAndNoFileLeft) {
 
 INSTANTIATE_TEST_SUITE_P(PeakRead, PeakReadCases, ::testing::ValuesIn(kReadCases),
                          [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(PeakRead, ListTheInstrumentStoresArrivesWithTheExactCommands) {
+    start("TKM", "");
+    ScriptedHost host;
+    TableGrid grid;
+    EXPECT_EQ(ReadSelectedTable(sim.socketResource(), kMaxPeakList, "TKM (4.52)", saveFolder.path(), grid),
+              TableRead::Read);
+    ASSERT_GE(grid.size(), 2u);
+    EXPECT_EQ(grid[0], PeakListHeader());
+    EXPECT_EQ(grid[1][0], "1");
+    EXPECT_NE(grid[1][1].find(" Hz"), std::string::npos);
+    EXPECT_NE(grid[1][2].find(" dBm"), std::string::npos);
+    EXPECT_EQ(qvtest::readLines(logFile()), (std::vector<std::string>{"*STB?", "SYST:ERR?", kStore, kFetch}));
+    EXPECT_TRUE(saveFolderEmpty());
+    EXPECT_TRUE(host.messages().empty());
+}
 
 TEST_F(PeakRead, NoSessionLeavesGridAndSaysSo) {
     ScriptedHost host;
