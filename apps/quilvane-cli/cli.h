@@ -20,7 +20,7 @@ struct Options {
     std::string logFile;
     int logLevel = 2;
     std::string iniFile;  // scan: the settings file
-    std::string output;   // hardcopy: the file without extension; "-": standard output
+    std::string output;   // hardcopy: the file without extension; peaks, demod: the file; "-": standard output
     bool color = true;    // hardcopy
     std::vector<std::string> args;  // command word first
 };
@@ -56,5 +56,10 @@ int cmdStatus(const Options& o);
 int cmdScript(const Options& o);
 // ucor RES FILE [options]: imports a transducer file and uploads it.
 int cmdUcor(const Options& o);
+
+// peaks RES: the peak list as tab-separated text; demod RES: the
+// demodulation summary as labelled lines (RTF for an -o FILE ending in .rtf).
+int cmdPeaks(const Options& o);
+int cmdDemod(const Options& o);
 
 }  // namespace qv::cli

@@ -71,6 +71,10 @@ const char* const kUsage =
     "                         file and upload it as a user correction (generators) or transducer\n"
     "                         table (analyzers); defaults: UCOR1, dB, Hz, lin, empty comment;\n"
     "                         UNIT: dB, dBm, dBuV, dBuV/m, dBuA, dBuA/m, dBpW, dBpt\n"
+    "  peaks RES [-o FILE]    read the instrument's peak list and print it (marker, frequency, level,\n"
+    "                         tab-separated, header first) or write it to FILE\n"
+    "  demod RES [-o FILE]    read the demodulation result summary (in mode DDEM) and print its 53\n"
+    "                         values, \"label<TAB>value\" a line, or write them to FILE (RTF for *.rtf)\n"
     "RES is a VISA resource, e.g. TCPIP::192.168.1.20::INSTR or TCPIP::host::5025::SOCKET.\n"
     "--log writes every VISA call to FILE: level 1 failures, 2 calls (default), 3 calls with all data.\n";
 
@@ -300,6 +304,8 @@ const DirectoryCommand kDirectoryCommands[] = {
     {"status", 1, 1, cmdStatus},
     {"script", 2, 2 + 64, cmdScript},
     {"ucor", 2, 2 + 14, cmdUcor},
+    {"peaks", 1, 1, cmdPeaks},
+    {"demod", 1, 1, cmdDemod},
 };
 
 bool number(const char* text, unsigned long max, unsigned long& out) {
