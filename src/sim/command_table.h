@@ -63,6 +63,8 @@ std::vector<CommandDef> massMemoryCommands();
 std::vector<CommandDef> measurementCommands();
 std::vector<CommandDef> hardcopyCommands();
 std::vector<CommandDef> serviceCommands();
+std::vector<CommandDef> correctionCommands();
+std::vector<CommandDef> tableCommands();
 
 // Parses a pattern ("[SENSe:]FREQuency:CENTer") into nodes; false if malformed.
 bool parsePattern(std::string_view pattern, Command& out);

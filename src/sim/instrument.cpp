@@ -125,6 +125,9 @@ void Instrument::resetLocked() {
     state_.spanHz = kDefaultSpanHz;
     state_.hardcopy = State::Hardcopy{};
     state_.hardcopy.language = profile_->hardcopyFormat;
+    // Correction tables are stored data and survive; applying one is a setting.
+    state_.correction.on = false;
+    state_.demodulationFormat = "QPSK";
     sandbox_.reset();
 }
 

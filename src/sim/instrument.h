@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -122,6 +123,32 @@ public:
         bool selfTestRan = false;
         // The instrument's clock: host local time plus this many seconds.
         int64_t clockOffsetSeconds = 0;
+        // A generator's user correction: named lists of frequencies (Hz)
+        // and levels (dB), and whether the selected one applies.
+        struct CorrectionList {
+            std::vector<double> frequencies;
+            std::vector<double> levels;
+        };
+        struct Correction {
+            bool on = false;
+            std::string selected;  // empty: none selected yet
+            std::map<std::string, CorrectionList> lists;
+        } correction;
+        // An analyzer's transducer factors, by name.
+        struct TransducerTable {
+            std::string unit = "DB";
+            bool logScale = false;
+            std::string comment;
+            std::vector<double> values;  // frequency, level, frequency, level, ...
+        };
+        struct Transducers {
+            std::string selected;
+            std::map<std::string, TransducerTable> tables;
+        } transducers;
+        // Digital demodulation (DDEM mode): the modulation and how many
+        // values the result summary answers (a test switch; 53 is right).
+        std::string demodulationFormat = "QPSK";
+        uint32_t summaryValues = 53;
         // Hardcopy and display settings.
         struct Hardcopy {
             std::string language;              // WMF, EMF, BMP, PNG, JPG, PCX

@@ -9,6 +9,7 @@ namespace {
 
 // Mode words of the analyzer families; the network analyzers only know NWA.
 const std::vector<std::string> kAnalyzerModes{"SAN", "REC", "CATV", "PNO", "ADEM"};
+const std::vector<std::string> kDemodulationModes{"SAN", "REC", "CATV", "PNO", "ADEM", "DDEM"};
 const std::vector<std::string> kSignalAnalyzerModes{"SAN", "REC", "CATV", "PNO", "ADEM", "NWA"};
 const std::vector<std::string> kNetworkModes{"NWA"};
 const std::vector<std::string> kPlainModes{"SAN"};
@@ -32,7 +33,7 @@ std::vector<Profile> buildProfiles() {
     // folders as listed there; TKB runs a 3.4x firmware on purpose.
     return {
         P("TKD", "spectrum analyzer", "7", "100123/007", "4.40", "TR1,PA3,GT2", {"A:", "C:", "D:"}, "D:\\", kAnalyzerModes),
-        P("TKM", "spectrum analyzer with demodulation", "3", "100245/003", "4.52", "TR1,PA3,DM1,DM7", {"A:", "C:", "D:"}, "D:\\", kAnalyzerModes),
+        P("TKM", "spectrum analyzer with demodulation", "3", "100245/003", "4.52", "TR1,PA3,DM1,DM7", {"A:", "C:", "D:"}, "D:\\", kDemodulationModes),
         P("TKB", "spectrum analyzer", "26", "100311/026", "3.45", "PA3", {"A:", "C:", "D:"}, "C:\\", kAnalyzerModes),
         P("TKW", "signal and spectrum analyzer", "43", "101877/043", "2.70", "PA3,NW1,DM1", {"A:", "C:"}, "C:\\", kSignalAnalyzerModes),
         P("TKN", "spectrum analyzer", "8", "102004/008", "1.90", "TR1", {"C:"}, "C:\\", kAnalyzerModes),
@@ -123,6 +124,15 @@ void addScreens(std::vector<Profile>& profiles) {
         // analyzer utilities; aliases as their family.
         static const std::string kUtilities = " TKD TKM TKB TKW TKN TKAH TKA TKR VHJO VHK VHY TKU TKV KDX ";
         p.analyzerUtilities = kUtilities.find(" " + p.tag + " ") != std::string::npos;
+        // User correction and instrument tables follow the capability file
+        // (bits 16 and 32); every other family refuses their commands.
+        static const std::string kGenerators = " GLEF GLN GLY GLT GXB GLQ ";
+        static const std::string kTransducers = " TKD TKM TKB TKW TKU TKV KDX ";
+        static const std::string kPeakLists = " TKD TKM TKB TKW TKN TKU TKV KDX ";
+        if (kGenerators.find(" " + p.tag + " ") != std::string::npos) p.correction = Profile::Correction::Generator;
+        if (kTransducers.find(" " + p.tag + " ") != std::string::npos) p.correction = Profile::Correction::Transducer;
+        p.peakList = kPeakLists.find(" " + p.tag + " ") != std::string::npos;
+        p.demodulation = p.tag == "TKM";
         // Where these firmwares put their screen shots.
         if (p.tag == "TKG") p.folders = {"/Public/Screen Shots"};
         if (p.tag == "MYE") p.folders = {"/INT/DATA"};

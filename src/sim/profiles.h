@@ -22,6 +22,14 @@ struct Profile {
     // Calibration results, hardware info and self-test results
     // (CAL:RES?, DIAG:SERV:HWIN?, DIAG:SERV:STES:RES?).
     bool analyzerUtilities = false;
+    // Which correction table the instrument keeps: a generator's list of
+    // frequencies and levels, or an analyzer's transducer factor.
+    enum class Correction { None, Generator, Transducer };
+    Correction correction = Correction::None;
+    // Stores its peak list as a file (MMEM:STOR:PEAK).
+    bool peakList = false;
+    // Has the digital demodulation mode DDEM and its result summary.
+    bool demodulation = false;
     // Folders the firmware keeps besides the start folder.
     std::vector<std::string> folders;
     // Hardcopy language after power-on ("WMF", "EMF", "BMP", "PNG", "JPG",

@@ -30,6 +30,7 @@ constexpr int kBlockData = -160;
 constexpr int kInvalidBlockData = -161;
 constexpr int kExpression = -170;
 constexpr int kExecution = -200;
+constexpr int kSettingsConflict = -221;
 constexpr int kDataOutOfRange = -222;
 constexpr int kTooMuchData = -223;
 constexpr int kIllegalParameterValue = -224;

@@ -13,6 +13,7 @@ namespace {
 bool isAlpha(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isMnemonicChar(char c) { return isAlpha(c) || isDigit(c) || c == '_'; }
+bool isHighByte(char c) { return static_cast<unsigned char>(c) >= 0x80; }
 }  // namespace
 
 bool isScpiWhitespace(char c) {
@@ -234,12 +235,16 @@ bool MessageParser::parseNumber(Parameter& p, int& error) {
     skipWhitespace();
     if (isAlpha(peek())) {
         size_t us = pos_;
-        while (!atEnd() && (isAlpha(t[pos_]) || t[pos_] == '/' || isDigit(t[pos_]))) ++pos_;
+        // Bytes above 0x7F are taken too: units such as dBµV carry the
+        // micro sign as one byte of the instrument's character set. The
+        // handler judges the unit, so any other byte reads as a bad suffix
+        // rather than a bad separator.
+        while (!atEnd() && (isAlpha(t[pos_]) || t[pos_] == '/' || isDigit(t[pos_]) || isHighByte(t[pos_]))) ++pos_;
         if (pos_ - us > 12) {
             error = err::kInvalidSuffix;
             return false;
         }
-        for (size_t k = us; k < pos_; ++k) p.unit += upper(t[k]);
+        for (size_t k = us; k < pos_; ++k) p.unit += isHighByte(t[k]) ? t[k] : upper(t[k]);
     } else {
         pos_ = save;
     }
@@ -335,7 +340,7 @@ MessageParser::Result MessageParser::next(ProgramUnit& unit, int& error) {
         return Result::Unit;
     }
     for (;;) {
-        if (unit.params.size() >= kMaxParams) return fail(err::kParameterNotAllowed);
+        if (unit.params.size() >= kMaxParams) return fail(err::kTooMuchData);
         Parameter p;
         if (!parseParameter(p, error)) return fail(error);
         unit.params.push_back(std::move(p));

@@ -53,7 +53,9 @@ public:
 
     static constexpr size_t kMaxMnemonic = 24;
     static constexpr size_t kMaxNodes = 16;
-    static constexpr size_t kMaxParams = 64;
+    // Lists of values (correction tables) come as one parameter each; more
+    // than this is refused as too much data before anything is kept.
+    static constexpr size_t kMaxParams = 20000;
     static constexpr size_t kMaxCharacterData = 32;
     static constexpr size_t kMaxNumberLength = 255;
     static constexpr size_t kMaxExpression = 4096;

@@ -116,24 +116,8 @@ TEST(ErrorQueue, SignIsSwitchedAtRunTime) {
 // Families whose FUNCTIONS carry the analyzer utilities bit (8), aliases
 // through [MAPPINGS]: the simulator answers on exactly these.
 std::map<std::string, bool> utilityFamilies() {
-    std::ifstream in(std::string(QV_SOURCE_DIR) + "/data/VisaDevices.ini");
     std::map<std::string, bool> out;
-    std::map<std::string, std::string> aliasOf;
-    std::string line, section;
-    while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        if (line.empty() || line[0] == ';') continue;
-        if (line[0] == '[') {
-            section = line;
-            continue;
-        }
-        size_t eq = line.find('=');
-        if (eq == std::string::npos) continue;
-        std::string key = line.substr(0, eq), value = line.substr(eq + 1);
-        if (section == "[FUNCTIONS]") out[key] = (std::stoi(value) & 8) != 0;
-        if (section == "[MAPPINGS]") aliasOf[value] = key.substr(0, key.find_last_not_of("0123456789") + 1);
-    }
-    for (const auto& [alias, family] : aliasOf) out[alias] = out[family];
+    for (const auto& [tag, mask] : qvsimtest::functionMasks()) out[tag] = (mask & 8) != 0;
     return out;
 }
 

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -76,5 +78,29 @@ public:
     std::vector<std::string> answers;
     qv::sim::ResponseMessage last;
 };
+
+// FUNCTIONS masks of the capability file by tag, aliases (through
+// [MAPPINGS]) with their family's mask.
+inline std::map<std::string, int> functionMasks() {
+    std::ifstream in(std::string(QV_SOURCE_DIR) + "/data/VisaDevices.ini");
+    std::map<std::string, int> out;
+    std::map<std::string, std::string> aliasOf;
+    std::string line, section;
+    while (std::getline(in, line)) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (line.empty() || line[0] == ';') continue;
+        if (line[0] == '[') {
+            section = line;
+            continue;
+        }
+        size_t eq = line.find('=');
+        if (eq == std::string::npos) continue;
+        std::string key = line.substr(0, eq), value = line.substr(eq + 1);
+        if (section == "[FUNCTIONS]") out[key] = std::stoi(value);
+        if (section == "[MAPPINGS]") aliasOf[value] = key.substr(0, key.find_last_not_of("0123456789") + 1);
+    }
+    for (const auto& [alias, family] : aliasOf) out[alias] = out[family];
+    return out;
+}
 
 }  // namespace qvsimtest
