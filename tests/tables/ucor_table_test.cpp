@@ -61,11 +61,6 @@ TEST(UCorInsert, AtSelectionOrFirstThenSorted) {
     EXPECT_EQ(t[2].level, "");
 }
 
-TEST(UCorHeaders, FollowTheUnits) {
-    EXPECT_EQ(FreqColumnHeader("MHz"), "Frequency/MHz");
-    EXPECT_EQ(LevelColumnHeader(LevelUnits()[2].text), "Offset/dB\xC2\xB5V");
-}
-
 struct NameCase {
     const char* name;
     UCorGroup group;
@@ -157,24 +152,6 @@ INSTANTIATE_TEST_SUITE_P(
                                   {"CORR:TRAN:SEL 'T'", "CORR:TRAN:UNIT 'DB'", "CORR:TRAN:SCAL LIN",
                                    "CORR:TRAN:COMM ''", "CORR:TRAN:DATA "}}),
     [](const ::testing::TestParamInfo<CommandCase>& i) { return std::string(i.param.label); });
-
-TEST(UCorUnits, EveryListTextHasItsWord) {
-    const char* words[] = {"DB", "DBM", "DBUV", "DBUV/M", "DBUA", "DBUA/M", "DBPW", "DBPT"};
-    const char* texts[] = {"dB",
-                           "dBm",
-                           "dB\xC2\xB5V",
-                           "dB\xC2\xB5V/m",
-                           "dB\xC2\xB5"
-                           "A",
-                           "dB\xC2\xB5"
-                           "A/m",
-                           "dBpW",
-                           "dBpt"};
-    for (int i = 0; i < kLevelUnitCount; ++i) {
-        EXPECT_STREQ(LevelUnits()[size_t(i)].word, words[i]);
-        EXPECT_STREQ(LevelUnits()[size_t(i)].text, texts[i]);
-    }
-}
 
 struct RefusalCase {
     const char* label;
