@@ -321,6 +321,7 @@ bool fillFile(const std::string& path, uint64_t bytes) {
 bool benchScan(int instruments);  // scan_bench.cpp
 bool benchBrowser(uint64_t blockBytes);  // browser_bench.cpp
 bool benchScript();                       // script_bench.cpp
+bool benchUcor();                         // ucor_bench.cpp
 bool benchHardcopy();             // hardcopy_bench.cpp
 void benchHardcopyWindow();       // hardcopy_bench.cpp
 
@@ -353,6 +354,7 @@ int main(int argc, char** argv) {
     bool hardcopyOnly = false;
     bool browserOnly = false;
     bool scriptOnly = false;
+    bool ucorOnly = false;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         if (a == "--block-mib" && i + 1 < argc) blockMiB = std::strtoull(argv[++i], nullptr, 10);
@@ -363,10 +365,11 @@ int main(int argc, char** argv) {
         else if (a == "--hardcopy-only") hardcopyOnly = true;
         else if (a == "--browser-only") browserOnly = true;
         else if (a == "--script-only") scriptOnly = true;
+        else if (a == "--ucor-only") ucorOnly = true;
         else {
             std::fprintf(stderr,
                          "usage: quilvane-bench [--block-mib N] [--pyvisa-block-mib N] [--rounds N] [--no-pyvisa] "
-                         "[--directory-only] [--hardcopy-only] [--browser-only] [--script-only]\n");
+                         "[--directory-only] [--hardcopy-only] [--browser-only] [--script-only] [--ucor-only]\n");
             return 2;
         }
     }
@@ -380,6 +383,8 @@ int main(int argc, char** argv) {
     if (browserOnly) return benchBrowser(uint64_t(blockMiB) << 20) ? 0 : 1;
     // --script-only: the script engine next to bare VIF, nothing else.
     if (scriptOnly) return benchScript() ? 0 : 1;
+    // --ucor-only: the transducer import and its upload, nothing else.
+    if (ucorOnly) return benchUcor() ? 0 : 1;
     // The scan first: it serves its own instruments in this process.
     const bool scanned = benchScan(50);
     benchStartup();
@@ -388,6 +393,7 @@ int main(int argc, char** argv) {
         benchHardcopyWindow();
         benchBrowser(uint64_t(blockMiB) << 20);
         benchScript();
+        benchUcor();
     }
     // --directory-only: the two figures of finding instruments, nothing else.
     if (scanOnly) return scanned ? 0 : 1;

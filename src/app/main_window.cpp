@@ -146,6 +146,9 @@ std::string OutputFileName(const std::string& saveFolder, std::string_view listT
     std::string name = ReplaceAll(std::string(listText), "(", "-");
     name = ReplaceAll(name, ")", "");
     name = ReplaceAll(name, " ", "");
+    // A display name may hold the folder separator ("Bench 1/2"): it would
+    // send the file into a folder that does not exist.
+    name = ReplaceAll(name, "/", "-");
     return saveFolder + "/" + name + "@" + std::to_string(t.Year) + "-" + Two(t.Month) + "-" + Two(t.Day) + "_" +
            Two(t.Hour) + "-" + Two(t.Minute) + "-" + Two(t.Second) + std::string(extension);
 }

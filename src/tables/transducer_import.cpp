@@ -22,7 +22,9 @@ constexpr int kLargeTable = 625;
 constexpr uintmax_t kMaxFileBytes = 64u * 1024u * 1024u;
 constexpr const char* kLoadTitle = "Transducer Import";
 
-bool isCleanable(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+bool isCleanable(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
 
 bool blankLine(std::string_view line) {
     return std::all_of(line.begin(), line.end(), isCleanable);
@@ -109,11 +111,15 @@ Plan makePlan(std::string_view bytes, const ImportRules& rules, int max) {
     // file still spans its whole range.
     p.method = (rules.reduceMethod >= 0 && rules.reduceMethod <= 2) ? rules.reduceMethod : 2;
     switch (p.method) {
-    case 0: p.last = start + p.max - 1; break;
-    case 1: p.first = lastIndex - p.max + 1; break;
-    default:
-        p.step = static_cast<long>(app::RoundHalfEven(static_cast<double>(count) / p.max)) + 1;
-        break;
+        case 0:
+            p.last = start + p.max - 1;
+            break;
+        case 1:
+            p.first = lastIndex - p.max + 1;
+            break;
+        default:
+            p.step = static_cast<long>(app::RoundHalfEven(static_cast<double>(count) / p.max)) + 1;
+            break;
     }
     return p;
 }
@@ -179,10 +185,14 @@ double ImportNumber(std::string_view text) {
 
 const char* ReduceMethodName(int method) {
     switch (method) {
-    case 0: return "Take first";
-    case 1: return "Take last";
-    case 2: return "Puncture";
-    default: return "";
+        case 0:
+            return "Take first";
+        case 1:
+            return "Take last";
+        case 2:
+            return "Puncture";
+        default:
+            return "";
     }
 }
 

@@ -111,8 +111,12 @@ void SortUCor(UCorTable& table) {
                      [](const UCorRow& a, const UCorRow& b) { return textBefore(a.freq, b.freq); });
 }
 
-std::string FreqColumnHeader(std::string_view freqUnit) { return "Frequency/" + std::string(freqUnit); }
-std::string LevelColumnHeader(std::string_view levelUnit) { return "Offset/" + std::string(levelUnit); }
+std::string FreqColumnHeader(std::string_view freqUnit) {
+    return "Frequency/" + std::string(freqUnit);
+}
+std::string LevelColumnHeader(std::string_view levelUnit) {
+    return "Offset/" + std::string(levelUnit);
+}
 
 void InsertUCorRow(UCorTable& table, int selected, const std::string& freq) {
     if (freq.empty()) return;
@@ -176,7 +180,8 @@ std::string UploadRefusal(const UCorTable& table, family::UCorGroup group, const
     // a new header.
     auto quoted = [](const std::string& text, const char* field) -> std::string {
         if (text.find('\'') != std::string::npos)
-            return std::string("The ") + field + " must not hold a single quote ('): the instrument would cut it there.";
+            return std::string("The ") + field +
+                   " must not hold a single quote ('): the instrument would cut it there.";
         const std::string bad = badCharacter(text);
         if (!bad.empty()) return std::string("The ") + field + " holds " + bad + ".";
         return {};
@@ -186,8 +191,10 @@ std::string UploadRefusal(const UCorTable& table, family::UCorGroup group, const
         if (std::string why = quoted(s.comment, "comment"); !why.empty()) return why;
     for (size_t i = 0; i < table.size(); ++i) {
         const std::string row = " in row " + std::to_string(i + 1);
-        if (std::string bad = badCharacter(table[i].freq); !bad.empty()) return "The frequency" + row + " holds " + bad + ".";
-        if (std::string bad = badCharacter(table[i].level); !bad.empty()) return "The level" + row + " holds " + bad + ".";
+        if (std::string bad = badCharacter(table[i].freq); !bad.empty())
+            return "The frequency" + row + " holds " + bad + ".";
+        if (std::string bad = badCharacter(table[i].level); !bad.empty())
+            return "The level" + row + " holds " + bad + ".";
     }
     return {};
 }
@@ -216,8 +223,9 @@ UploadResult UploadUCor(const std::string& resource, family::UCorGroup group, co
             v.WriteString(c, 0);
             if (v.LastVisaStatus() < 0) {
                 // The link refused: what follows would not reach the instrument either.
-                failure = "\"" + c.substr(0, 40) + (c.size() > 40 ? "...\"" : "\"") + " could not be sent (" +
-                          visaWhy(v) + "); the upload stopped there.";
+                // Named by its header: the values may hold bytes of the instrument's character set.
+                failure =
+                    c.substr(0, c.find(' ')) + " could not be sent (" + visaWhy(v) + "); the upload stopped there.";
                 break;
             }
         }

