@@ -65,13 +65,4 @@ TEST_F(Report, OpensWithTheFiftyThreeLabelledValuesAndTheUpdateKeyReadsThemAgain
     EXPECT_EQ(w->RTFReport().toPlainText(), before);
 }
 
-TEST_F(Report, OutsideDemodulationTheWindowOpensEmptyWithoutReading) {
-    ReportForm* w = rig.open<ReportForm>("MUtilTKxDemodReport");
-    ASSERT_NE(w, nullptr);
-    EXPECT_GE(rig.logIndex("INST:SEL?"), 0);
-    EXPECT_EQ(rig.logCount("TRACE2:DATA? TRACE2"), 0);
-    EXPECT_TRUE(w->RTFReport().toPlainText().isEmpty());
-    EXPECT_TRUE(host.messages().empty());
-}
-
 }  // namespace

@@ -147,15 +147,6 @@ TEST_P(UCorGeneratorUpload, SendsBothListsWithTheirUnitsBetweenStateOffAndOn) {
 INSTANTIATE_TEST_SUITE_P(Units, UCorGeneratorUpload,
                          ::testing::Values(GeneratorUnit{0, "1dB,2dB"}, GeneratorUnit{2, "1dB\\xb5V,2dB\\xb5V"}));
 
-TEST_F(UCor, GeneratorRefusesASingleRowBeforeAnythingIsSent) {
-    addRow("100", "1");
-    host.calls.clear();
-    w->button("lblUCorSend")->click();
-    ASSERT_EQ(host.messages().size(), 1u);
-    EXPECT_EQ(host.messages()[0].icon, qv::app::Icon::Warning);
-    EXPECT_EQ(rig.logIndex("CORR:STAT OFF"), -1);
-}
-
 struct UCorAnalyzer : UCor {
     UCorAnalyzer() : UCor("TKD") {}
 };
@@ -214,13 +205,5 @@ TEST_P(UCorLoad, ReadsTheFileIntoTheTableThroughTheOpenDialog) {
 }
 
 INSTANTIATE_TEST_SUITE_P(LineEnds, UCorLoad, ::testing::Values("\r\n", "\n"));
-
-TEST_F(UCorAnalyzer, ACancelledDialogLeavesTheTable) {
-    addRow("100", "1");
-    host.calls.clear();
-    w->button("lblUCorLoad")->click();
-    EXPECT_EQ(w->table().size(), 1u);
-    EXPECT_EQ(host.messages().size(), 0u);
-}
 
 }  // namespace
