@@ -68,15 +68,7 @@ HCopyForm::~HCopyForm() {
 }
 
 QToolButton* HCopyForm::addButton(const QString& name, const QString& caption, const QString& tip, int glyph) {
-    auto* b = new QToolButton(strip_);
-    b->setObjectName(name);
-    b->setText(caption);
-    b->setToolTip(tip);
-    b->setIcon(QIcon(ToolPicture(ToolGlyph(glyph), 32)));
-    b->setIconSize(QSize(32, 32));
-    b->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
-    b->setAutoRaise(true);
-    b->setMinimumWidth(64);
+    QToolButton* b = MakeToolButton(strip_, name, caption, tip, ToolGlyph(glyph));
     strip_->layout()->addWidget(b);
     return b;
 }

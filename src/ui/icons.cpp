@@ -1,5 +1,8 @@
 #include "ui/icons.h"
 
+#include <QIcon>
+#include <QToolButton>
+
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
@@ -319,6 +322,20 @@ QPixmap FilePicture(FileGlyph glyph, int size) {
         }
     }
     return pm;
+}
+
+QToolButton* MakeToolButton(QWidget* parent, const QString& name, const QString& caption, const QString& tip,
+                            ToolGlyph glyph, int minWidth) {
+    auto* b = new QToolButton(parent);
+    b->setObjectName(name);
+    b->setText(caption);
+    b->setToolTip(tip);
+    b->setIcon(QIcon(ToolPicture(glyph, 32)));
+    b->setIconSize(QSize(32, 32));
+    b->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+    b->setAutoRaise(true);
+    b->setMinimumWidth(minWidth);
+    return b;
 }
 
 }  // namespace qv::ui

@@ -6,6 +6,10 @@
 
 #include <QColor>
 #include <QPixmap>
+#include <QString>
+
+class QToolButton;
+class QWidget;
 
 namespace qv::ui {
 
@@ -20,6 +24,10 @@ enum class ToolGlyph { Update, Save, Copy, Print, NewFolder, Delete, Open, Load,
 enum class FileGlyph { Folder, File, Drive };
 QPixmap FilePicture(FileGlyph glyph, int size = 32);
 QPixmap ToolPicture(ToolGlyph glyph, int size = 32);
+// A tool button of the child windows' strips: its picture above its
+// caption, flat until the pointer is over it. The caller places it.
+QToolButton* MakeToolButton(QWidget* parent, const QString& name, const QString& caption, const QString& tip,
+                            ToolGlyph glyph, int minWidth = 64);
 // The accent colour of each button.
 QColor ButtonColour(qv::app::BigButton kind);
 

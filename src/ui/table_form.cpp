@@ -69,15 +69,7 @@ TableForm::TableForm(MainForm& main, QWidget* parent) : QWidget(parent), main_(m
 
 QToolButton* TableForm::addButton(QWidget* strip, const QString& name, const QString& caption, const QString& tip,
                                   int glyph) {
-    auto* b = new QToolButton(strip);
-    b->setObjectName(name);
-    b->setText(caption);
-    b->setToolTip(tip);
-    b->setIcon(QIcon(ToolPicture(ToolGlyph(glyph), 32)));
-    b->setIconSize(QSize(32, 32));
-    b->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
-    b->setAutoRaise(true);
-    b->setMinimumWidth(64);
+    QToolButton* b = MakeToolButton(strip, name, caption, tip, ToolGlyph(glyph));
     strip->layout()->addWidget(b);
     return b;
 }

@@ -156,15 +156,7 @@ UCorForm::UCorForm(const std::string& instrumentName, QWidget* parent) : QWidget
 }
 
 QToolButton* UCorForm::addButton(const QString& name, const QString& caption, const QString& tip, int glyph) {
-    auto* b = new QToolButton(buttons_);
-    b->setObjectName(name);
-    b->setText(caption);
-    b->setToolTip(tip);
-    b->setIcon(QIcon(ToolPicture(ToolGlyph(glyph), 32)));
-    b->setIconSize(QSize(32, 32));
-    b->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
-    b->setAutoRaise(true);
-    b->setMinimumWidth(84);
+    QToolButton* b = MakeToolButton(buttons_, name, caption, tip, ToolGlyph(glyph), 84);
     buttons_->layout()->addWidget(b);
     return b;
 }
