@@ -41,6 +41,13 @@ bool SimProcess::start(const std::vector<std::string>& args, std::string* error)
     argv.insert(argv.end(), {"--port-file", portFile, "--exit-with-parent", "--lifetime", "900"});
     pid_ = fork();
     if (pid_ == 0) {
+        // The ports come through the port file; the same report on the
+        // inherited standard output would stray into a benchmark's figures.
+        int null = open("/dev/null", O_WRONLY);
+        if (null >= 0) {
+            dup2(null, STDOUT_FILENO);
+            close(null);
+        }
         std::vector<char*> cargv;
         for (auto& a : argv) cargv.push_back(a.data());
         cargv.push_back(nullptr);
