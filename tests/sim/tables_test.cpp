@@ -203,47 +203,6 @@ TEST(Transducer, TableLimitIs625PairsAndNoValuesClearIt) {
     EXPECT_EQ(h.send("CORR:TRAN:DATA:POIN?;:CORR:TRAN:DATA?;:SYST:ERR?\n"), "0;;0,\"No error\"\n");
 }
 
-// One command of 625 pairs (over 10 kB) through both network transports.
-class LargeTransducer : public ::testing::Test {
-protected:
-    void SetUp() override {
-        qv::sim::InstrumentConfig c;
-        c.profile = "TKD";
-        c.socketPort = 0;
-        c.vxi11 = true;
-        qv::sim::SimulatorConfig cfg;
-        cfg.instruments = {c};
-        std::string error;
-        ASSERT_TRUE(sim.start(cfg, error)) << error;
-        ASSERT_GT(command.size(), 10000u);
-    }
-    qv::sim::Simulator sim;
-    const std::string command = "CORR:TRAN:SEL 'BIG';:CORR:TRAN:DATA " + pairs(625) + "\n";
-};
-
-TEST_F(LargeTransducer, OverTheSocket) {
-    int fd = qvsimtest::connectTcp(sim.socketPort(0));
-    ASSERT_GE(fd, 0);
-    ASSERT_TRUE(qvsimtest::sendAll(fd, command + "CORR:TRAN:DATA:POIN?;:SYST:ERR?\nCORR:TRAN:DATA?\n"));
-    EXPECT_EQ(qvsimtest::recvLine(fd), "625;0,\"No error\"\n");
-    EXPECT_EQ(qvsimtest::recvLine(fd), pairs(625) + "\n");
-    ::close(fd);
-}
-
-TEST_F(LargeTransducer, OverVxi11) {
-    qvsimtest::Vxi11Client v(sim.vxi11Port(0));
-    int32_t lid = 0;
-    ASSERT_EQ(v.createLink("inst0", lid), 0);
-    uint32_t written = 0;
-    ASSERT_EQ(v.write(lid, command, true, &written), 0);
-    EXPECT_EQ(written, command.size());
-    ASSERT_EQ(v.write(lid, "CORR:TRAN:DATA:POIN?;:SYST:ERR?\n"), 0);
-    std::string data;
-    uint32_t reason = 0;
-    ASSERT_EQ(v.read(lid, 1024, 2000, data, reason), 0);
-    EXPECT_EQ(data, "625;0,\"No error\"\n");
-}
-
 // --- peak list ------------------------------------------------------------
 
 struct PeakWindow {

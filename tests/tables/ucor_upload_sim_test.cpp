@@ -131,17 +131,6 @@ TEST_F(UCorUploadSim, RefusalGivesTheFailedBoxAfterEverythingWentOut) {
     EXPECT_EQ(sent.back(), "CORR:STAT ON");
 }
 
-TEST_F(UCorUploadSim, MicroReachesTheGeneratorAsOneByte) {
-    qvtest::ScriptedHost host;
-    const UploadResult r = UploadUCor(UCorSim::get().generator(), UCorGroup::Generator, kTwo, named("UCOR1", 3, 1));
-    EXPECT_TRUE(r.sent) << r.message;
-    const std::string log = qvtest::readFile(UCorSim::get().log(UCorGroup::Generator));
-    // The log shows bytes outside ASCII as \xNN: B5 alone, never the C2 B5 of UTF-8.
-    EXPECT_NE(log.find("CORR:CSET:DATA:POW 1dB\\xb5V/m,2dB\\xb5V/m"), std::string::npos);
-    EXPECT_EQ(log.find("\\xc2"), std::string::npos);
-    EXPECT_EQ(r.errors, "");
-}
-
 class UCorLargeTable : public UCorUploadSim, public ::testing::WithParamInterface<bool> {};
 
 TEST_P(UCorLargeTable, SixHundredTwentyFivePairsInOneCommand) {
