@@ -142,4 +142,31 @@ bool ReplaceThroughPart(const std::string& target, const std::function<bool(cons
     return false;
 }
 
+bool ReadFileBytes(const std::string& path, uintmax_t maxBytes, std::string& bytes) {
+    bytes.clear();
+    FILE* f = std::fopen(path.c_str(), "rb");
+    if (!f) return false;
+    char buf[1 << 14];
+    size_t n = 0;
+    bool ok = true;
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) {
+        if (bytes.size() + n > maxBytes) {
+            ok = false;
+            break;
+        }
+        bytes.append(buf, n);
+    }
+    ok = ok && !std::ferror(f);
+    std::fclose(f);
+    if (!ok) bytes.clear();
+    return ok;
+}
+
+bool WriteFileBytes(const std::string& path, std::string_view bytes) {
+    FILE* f = std::fopen(path.c_str(), "wb");
+    if (!f) return false;
+    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+    return (std::fclose(f) == 0) && written;
+}
+
 }  // namespace qv::app

@@ -1,6 +1,7 @@
 // Caption, version, time and temporary-file texts (module QVStandard).
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -42,6 +43,13 @@ std::string TempPath();
 // ("/" removed, at most 32 bytes) and ends in ".tmp", in folder or, when
 // folder is empty, in TempPath(). Returns its path; empty on failure.
 std::string TempFileName(std::string_view prefix, const std::string& folder = {});
+
+// A file's bytes, as they stand; false (bytes empty) when it cannot be read
+// or holds more than maxBytes.
+bool ReadFileBytes(const std::string& path, uintmax_t maxBytes, std::string& bytes);
+// Writes bytes to path, replacing what was there; false unless all of them
+// reached the file.
+bool WriteFileBytes(const std::string& path, std::string_view bytes);
 
 // Fills target through a ".part" file beside it: write(part) writes that
 // file, and target is replaced by it only when write succeeded. A broken

@@ -63,6 +63,18 @@ std::string TrimLineEnds(std::string_view text) { return stripEndsBy(TrimBlanks(
 
 std::string TrimControls(std::string_view text) { return stripEndsBy(TrimBlanks(text), isControl); }
 
+std::vector<std::string_view> SplitLineViews(std::string_view text) {
+    std::vector<std::string_view> lines;
+    for (;;) {
+        const size_t lf = text.find('\n');
+        std::string_view line = text.substr(0, lf);
+        if (lf != std::string_view::npos && !line.empty() && line.back() == '\r') line.remove_suffix(1);
+        lines.push_back(line);
+        if (lf == std::string_view::npos) return lines;
+        text.remove_prefix(lf + 1);
+    }
+}
+
 std::vector<std::string> SplitClean(std::string_view text, std::string_view separator) {
     std::vector<std::string> parts;
     if (text.empty()) return parts;

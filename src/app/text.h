@@ -28,6 +28,10 @@ std::string TrimControls(std::string_view text);
 // Splits at every separator and cleans each piece with TrimControls. Empty
 // text gives no pieces; an empty separator gives the whole text as one piece.
 std::vector<std::string> SplitClean(std::string_view text, std::string_view separator);
+// The lines of a text file's bytes: each ends at LF or CR LF, so files
+// written on Linux read like CR LF files; what follows the last line end is
+// the last element (empty when the text ends with a line end).
+std::vector<std::string_view> SplitLineViews(std::string_view text);
 
 // Blanks only (the classic Trim), and blanks plus tabs.
 std::string TrimBlanks(std::string_view text);

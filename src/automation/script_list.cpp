@@ -3,6 +3,7 @@
 #include "automation/script.h"
 
 #include "app/host.h"
+#include "app/standard.h"
 #include "app/text.h"
 #include "instrument_directory/dev_ident.h"
 
@@ -47,23 +48,7 @@ std::vector<std::string> scriptFiles(const std::string& folder) {
 }  // namespace
 
 bool ReadScriptText(const std::string& path, std::string& text) {
-    text.clear();
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (!f) return false;
-    char buf[1 << 14];
-    size_t n = 0;
-    bool ok = true;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) {
-        if (long(text.size() + n) > kMaxScriptBytes) {
-            ok = false;
-            break;
-        }
-        text.append(buf, n);
-    }
-    ok = ok && !std::ferror(f);
-    std::fclose(f);
-    if (!ok) text.clear();
-    return ok;
+    return app::ReadFileBytes(path, uintmax_t(kMaxScriptBytes), text);
 }
 
 std::vector<ScriptEntry> FindScripts(const std::string& firstFolder, const std::string& secondFolder,

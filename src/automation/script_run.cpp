@@ -22,15 +22,7 @@ constexpr int kMaxErrorReads = 256;
 constexpr int kMaxDrainReads = 1024;
 
 std::string openFailureText(const std::string& resource, const io::VIF& v) {
-    const ViStatus s = v.LastVisaStatus();
-    std::string why;
-    if (!io::visaAvailable() || !v.VISAFound())
-        why = "no VISA layer is available";
-    else if (s < 0)
-        why = visa::statusName(s) + " (" + visa::statusText(s) + ")";
-    else
-        why = "the session did not open";
-    return "ERROR: " + resource + " could not be opened: " + why + kCrLf;
+    return "ERROR: " + resource + " could not be opened: " + io::OpenFailureReason(v) + kCrLf;
 }
 
 class Run {

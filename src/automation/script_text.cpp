@@ -33,15 +33,10 @@ bool wholeNumber(std::string_view text, double& value) {
 }  // namespace
 
 std::vector<std::string> SplitLines(std::string_view text) {
-    std::vector<std::string> lines;
-    while (!text.empty()) {
-        const size_t end = std::min(text.find('\n'), text.size());
-        std::string_view line = text.substr(0, end);
-        if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-        lines.emplace_back(line);
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
-    return lines;
+    std::vector<std::string_view> views = app::SplitLineViews(text);
+    // A final line end starts no line of its own.
+    if (views.back().empty()) views.pop_back();
+    return {views.begin(), views.end()};
 }
 
 ScriptLine PrepareLine(std::string_view raw) {

@@ -167,4 +167,11 @@ private:
     bool blockOpen_ = false;
 };
 
+// Why a session did not open, for messages: no VISA layer, the status's name
+// and text ("VI_ERROR_RSRC_NFOUND (...)"), or that it simply did not open.
+std::string OpenFailureReason(const VIF& v);
+// "The instrument <resource> could not be opened: <status text>." (the
+// status part only when the layer gave one).
+std::string OpenFailureText(const std::string& resource, const VIF& v);
+
 }  // namespace qv::io

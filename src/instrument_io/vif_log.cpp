@@ -209,4 +209,17 @@ ViStatus VIF::VIFviClose(ViSession vi) {
     return s;
 }
 
+std::string OpenFailureReason(const VIF& v) {
+    const ViStatus s = v.LastVisaStatus();
+    if (!visaAvailable() || !v.VISAFound()) return "no VISA layer is available";
+    if (s < 0) return visa::statusName(s) + " (" + visa::statusText(s) + ")";
+    return "the session did not open";
+}
+
+std::string OpenFailureText(const std::string& resource, const VIF& v) {
+    const ViStatus s = v.LastVisaStatus();
+    return "The instrument " + resource + " could not be opened" + (s < 0 ? ": " + visa::statusText(s) : std::string()) +
+           ".";
+}
+
 }  // namespace qv::io

@@ -5,13 +5,11 @@
 #include "app/main_window.h"
 #include "app/numeric.h"
 #include "app/standard.h"
+#include "app/text.h"
 #include "instrument_io/vif.h"
-#include "instrument_io/visa/status_text.h"
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
 namespace qv::tables {
@@ -29,24 +27,6 @@ constexpr int32_t kTransferTimeoutMs = 10000;
 // and reading it into memory would only hurt.
 constexpr uintmax_t kMaxListBytes = 16u << 20;
 
-// Lines end in CR LF; a bare LF ends a line too, as everywhere else we read
-// text files: a list passed through a Linux tool must read the same.
-std::vector<std::string_view> splitLines(std::string_view bytes) {
-    std::vector<std::string_view> lines;
-    size_t start = 0;
-    while (true) {
-        const size_t lf = bytes.find('\n', start);
-        if (lf == std::string_view::npos) {
-            lines.push_back(bytes.substr(start));
-            return lines;
-        }
-        size_t end = lf;
-        if (end > start && bytes[end - 1] == '\r') --end;
-        lines.push_back(bytes.substr(start, end - start));
-        start = lf + 1;
-    }
-}
-
 // The first two ";" fields of a line; false when it has fewer.
 bool firstTwoFields(std::string_view line, std::string_view& f0, std::string_view& f1) {
     const size_t a = line.find(';');
@@ -55,24 +35,6 @@ bool firstTwoFields(std::string_view line, std::string_view& f0, std::string_vie
     f0 = line.substr(0, a);
     f1 = line.substr(a + 1, b == std::string_view::npos ? std::string_view::npos : b - a - 1);
     return true;
-}
-
-bool readLocalFile(const std::string& path, std::string& bytes) {
-    std::error_code ec;
-    const uintmax_t size = fs::file_size(path, ec);
-    if (ec || size > kMaxListBytes) return false;
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return false;
-    bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    return !in.bad();
-}
-
-bool writeBytes(const std::string& path, const std::string& text) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (!out) return false;
-    out.write(text.data(), std::streamsize(text.size()));
-    out.close();
-    return !out.fail();
 }
 
 }  // namespace
@@ -85,7 +47,9 @@ const TableRow& PeakListHeader() {
 bool ParsePeakList(std::string_view bytes, TableGrid& grid) {
     grid.clear();
     grid.push_back(PeakListHeader());
-    const std::vector<std::string_view> lines = splitLines(bytes);
+    // Lines end in CR LF, or a bare LF: a list passed through a Linux tool
+    // reads the same.
+    const std::vector<std::string_view> lines = app::SplitLineViews(bytes);
     // Three lines a peak. A final line end leaves one empty element behind,
     // which the rounding drops.
     const double groups = app::RoundHalfEven(double(lines.size() - 1) / 3.0);
@@ -135,11 +99,7 @@ TableRead ReadSelectedTable(const std::string& resource, std::string_view name, 
     std::string fault;
     device.VIFVIFError = [&fault](const std::string& message, const std::string&) { fault = message; };
     if (!device.OpenDevice(resource, true, false, 1000, true)) {
-        const ViStatus s = device.LastVisaStatus();
-        app::host().message(kTitle,
-                            "The instrument " + resource + " could not be opened" +
-                                (s < 0 ? ": " + visa::statusText(s) : std::string()) + ".",
-                            app::Icon::Warning);
+        app::host().message(kTitle, io::OpenFailureText(resource, device), app::Icon::Warning);
         return TableRead::NoFile;
     }
     device.TimeOut(kTransferTimeoutMs);
@@ -151,7 +111,7 @@ TableRead ReadSelectedTable(const std::string& resource, std::string_view name, 
     std::error_code ec;
     const bool present = fs::is_regular_file(local, ec);
     std::string bytes;
-    const bool readable = fetched && present && readLocalFile(local, bytes);
+    const bool readable = fetched && present && app::ReadFileBytes(local, kMaxListBytes, bytes);
     if (present) std::remove(local.c_str());
     if (!fetched || !present) {
         // A refused store or a missing file waits in the error queue: the
@@ -180,7 +140,7 @@ bool SaveTableText(const std::string& text, const std::string& folder) {
                                                   app::Icon::Question, app::Buttons::OkCancel);
         if (a != app::Answer::Ok) return false;
     }
-    if (!app::ReplaceThroughPart(path, [&text](const std::string& part) { return writeBytes(part, text); })) {
+    if (!app::ReplaceThroughPart(path, [&text](const std::string& part) { return app::WriteFileBytes(part, text); })) {
         app::host().message(kTitle, "The file " + path + " could not be written.", app::Icon::Critical);
         return false;
     }

@@ -5,7 +5,6 @@
 #include "documents/rtf_gen.h"
 #include "families/registry.h"
 #include "instrument_io/vif.h"
-#include "instrument_io/visa/status_text.h"
 
 namespace qv::tables {
 
@@ -141,11 +140,7 @@ ResultSummary ReadResultSummary(const std::string& resource, std::string_view de
         app::ShowSCPIError(resource, devType, command, error);
     };
     if (!device.OpenDevice(resource, true, false, 1000, true)) {
-        const ViStatus s = device.LastVisaStatus();
-        app::host().message("Report",
-                            "The instrument " + resource + " could not be opened" +
-                                (s < 0 ? ": " + visa::statusText(s) : std::string()) + ".",
-                            app::Icon::Warning);
+        app::host().message("Report", io::OpenFailureText(resource, device), app::Icon::Warning);
         r.outcome = ResultRead::NotOpened;
         return r;
     }

@@ -3,13 +3,13 @@
 #include "app/context.h"
 #include "app/host.h"
 #include "app/numeric.h"
+#include "app/standard.h"
 #include "app/text.h"
 #include "families/registry.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 
 namespace qv::tables {
@@ -30,23 +30,11 @@ bool blankLine(std::string_view line) {
     return std::all_of(line.begin(), line.end(), isCleanable);
 }
 
-// The non-empty lines of the file. Lines end at CR LF; a bare LF ends one
-// too, so that files written by Linux tools read like the others (a file
+// The non-empty lines of the file, LF files read like CR LF files (a file
 // with CR alone stays one line).
 std::vector<std::string_view> dataLines(std::string_view bytes) {
-    std::vector<std::string_view> lines;
-    lines.reserve(static_cast<size_t>(std::count(bytes.begin(), bytes.end(), '\n')) + 1);
-    size_t start = 0;
-    while (start <= bytes.size()) {
-        size_t end = bytes.find('\n', start);
-        const bool last = end == std::string_view::npos;
-        if (last) end = bytes.size();
-        std::string_view line = bytes.substr(start, end - start);
-        if (!last && !line.empty() && line.back() == '\r') line.remove_suffix(1);
-        if (!blankLine(line)) lines.push_back(line);
-        if (last) break;
-        start = end + 1;
-    }
+    std::vector<std::string_view> lines = app::SplitLineViews(bytes);
+    std::erase_if(lines, blankLine);
     return lines;
 }
 
@@ -227,27 +215,16 @@ std::string ImportFailureMessage(int failures) {
 bool LoadTransducerFile(const std::string& path, const ImportRules& rules, int max, UCorTable& table,
                         std::string& name) {
     app::Host& h = app::host();
-    std::error_code ec;
-    const uintmax_t size = std::filesystem::file_size(path, ec);
-    if (!ec && size > kMaxFileBytes) {
-        h.message(kLoadTitle,
-                  "The file " + path + " is too large for a transducer table (" + std::to_string(size) +
-                      " bytes; at most " + std::to_string(kMaxFileBytes) + " are read).",
-                  app::Icon::Critical);
-        return false;
-    }
     std::string bytes;
-    std::ifstream in(path, std::ios::binary);
-    if (ec || !in) {
-        h.message(kLoadTitle, "The file " + path + " could not be read.", app::Icon::Critical);
-        return false;
-    }
-    bytes.resize(static_cast<size_t>(size));
-    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    // A file that changed size under us is read as far as it went.
-    bytes.resize(static_cast<size_t>(std::max<std::streamsize>(0, in.gcount())));
-    if (in.bad()) {
-        h.message(kLoadTitle, "The file " + path + " could not be read.", app::Icon::Critical);
+    if (!app::ReadFileBytes(path, kMaxFileBytes, bytes)) {
+        std::error_code ec;
+        const uintmax_t size = std::filesystem::file_size(path, ec);
+        h.message(kLoadTitle,
+                  !ec && size > kMaxFileBytes
+                      ? "The file " + path + " is too large for a transducer table (" + std::to_string(size) +
+                            " bytes; at most " + std::to_string(kMaxFileBytes) + " are read)."
+                      : "The file " + path + " could not be read.",
+                  app::Icon::Critical);
         return false;
     }
 

@@ -3,7 +3,6 @@
 #include "app/host.h"
 #include "app/text.h"
 #include "instrument_io/vif.h"
-#include "instrument_io/visa/status_text.h"
 
 #include <algorithm>
 
@@ -67,13 +66,6 @@ const LevelUnit& levelUnitOf(int index) {
 const char* freqUnitOf(int index) {
     const auto& units = FreqUnits();
     return units[static_cast<size_t>(std::clamp(index, 0, static_cast<int>(units.size()) - 1))];
-}
-
-std::string visaWhy(const io::VIF& v) {
-    const ViStatus s = v.LastVisaStatus();
-    if (!io::visaAvailable() || !v.VISAFound()) return "no VISA layer is available";
-    if (s < 0) return visa::statusName(s) + " (" + visa::statusText(s) + ")";
-    return "the session did not open";
 }
 
 }  // namespace
@@ -216,7 +208,7 @@ UploadResult UploadUCor(const std::string& resource, family::UCorGroup group, co
     if (prepare) prepare(v);
     std::string failure;
     if (!v.OpenDevice(resource, true, false, 1000, true)) {
-        failure = "The instrument " + resource + " could not be opened (" + visaWhy(v) + "); nothing was sent.";
+        failure = "The instrument " + resource + " could not be opened (" + io::OpenFailureReason(v) + "); nothing was sent.";
     } else {
         for (const std::string& c : cmds) {
             v.ClearLastVisaStatus();
@@ -225,7 +217,7 @@ UploadResult UploadUCor(const std::string& resource, family::UCorGroup group, co
                 // The link refused: what follows would not reach the instrument either.
                 // Named by its header: the values may hold bytes of the instrument's character set.
                 failure =
-                    c.substr(0, c.find(' ')) + " could not be sent (" + visaWhy(v) + "); the upload stopped there.";
+                    c.substr(0, c.find(' ')) + " could not be sent (" + io::OpenFailureReason(v) + "); the upload stopped there.";
                 break;
             }
         }

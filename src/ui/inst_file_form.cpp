@@ -7,7 +7,6 @@
 #include "families/registry.h"
 #include "file_browser/file_ops.h"
 #include "instrument_io/vif.h"
-#include "instrument_io/visa/status_text.h"
 #include "ui/hcopy_form.h"
 #include "ui/icons.h"
 #include "ui/main_form.h"
@@ -407,13 +406,12 @@ bool InstFileForm::openDevice() {
     // The session of the last operation closes here.
     device_ = std::move(vif);
     if (!device_->OpenDevice(MyVISARsc, true, false, 1000, true)) {
-        const ViStatus s = device_->LastVisaStatus();
+        const std::string failure = qv::io::OpenFailureText(MyVISARsc, *device_);
         device_.reset();
         unreachable_ = true;
         host().message("Instrument Files",
-                       "The instrument " + MyVISARsc + " could not be opened" +
-                           (s < 0 ? ": " + visa::statusText(s) : std::string()) +
-                           ".\r\nCheck that it is switched on and connected and that its address is right, "
+                       failure +
+                           "\r\nCheck that it is switched on and connected and that its address is right, "
                            "then choose Refresh.",
                        app::Icon::Warning);
         return false;

@@ -179,6 +179,16 @@ TEST(CleanText, TrimsEndsInOrder) {
     EXPECT_EQ(SplitClean("a,b", ""), (std::vector<std::string>{"a,b"}));
 }
 
+// LF and CR LF end lines alike; a lone CR stays inside its line, and a final
+// line end leaves an empty last element.
+TEST(TextHelpers, SplitLineViews) {
+    using V = std::vector<std::string_view>;
+    EXPECT_EQ(SplitLineViews(""), V{""});
+    EXPECT_EQ(SplitLineViews("a\r\nb\nc"), (V{"a", "b", "c"}));
+    EXPECT_EQ(SplitLineViews("a\rb\r\n"), (V{"a\rb", ""}));
+    EXPECT_EQ(SplitLineViews("\r\n\n"), (V{"", "", ""}));
+}
+
 // A locale with "," as decimal point must change nothing. Uses an installed
 // German locale, or builds one in a temporary folder.
 class CommaLocale : public ::testing::Test {
