@@ -75,11 +75,6 @@ QToolButton* HCopyForm::addButton(const QString& name, const QString& caption, c
 
 QToolButton* HCopyForm::button(const QString& objectName) const { return findChild<QToolButton*>(objectName); }
 
-QWidget* HCopyForm::frame() {
-    auto* sub = qobject_cast<QMdiSubWindow*>(parentWidget());
-    return sub ? static_cast<QWidget*>(sub) : this;
-}
-
 void HCopyForm::GetHardcopy() {
     // An Update while a hardcopy runs (its pauses let clicks through) waits
     // for nothing: the running one brings the picture.
@@ -94,7 +89,7 @@ void HCopyForm::GetHardcopy() {
                             app::Icon::Information);
         return;
     }
-    RunningAction::Scope scope(action_, frame());
+    RunningAction::Scope scope(action_, WindowFrame(this));
     app::AppContext& ctx = app::context();
     hardcopy::Request r;
     r.resource = MyVISARsc;
@@ -164,7 +159,7 @@ void HCopyForm::fitToPicture() {
     image_->update();
     // The picture plus a margin, the button strip and the frame; never more
     // than the work area (the picture then scrolls).
-    QWidget* f = frame();
+    QWidget* f = WindowFrame(this);
     const int frameH = f == this ? 0 : f->height() - height();
     QSize want(image_->width() + 120, strip_->height() + image_->height() + frameH + 120);
     if (QMdiArea* area = main_.mdiArea()) want = want.boundedTo(area->viewport()->size());
@@ -173,7 +168,7 @@ void HCopyForm::fitToPicture() {
 
 void HCopyForm::setSizeTwips(int width, int height) {
     // 15 twips to the pixel at the usual 96 dots per inch.
-    frame()->resize(width / 15, height / 15);
+    WindowFrame(this)->resize(width / 15, height / 15);
 }
 
 void HCopyForm::clearClipboard() { QApplication::clipboard()->clear(); }
@@ -212,7 +207,7 @@ void HCopyForm::keyReleaseEvent(QKeyEvent* e) {
 }
 
 void HCopyForm::closeEvent(QCloseEvent* e) {
-    if (action_.deferClose(frame(), e)) return;
+    if (action_.deferClose(WindowFrame(this), e)) return;
     e->accept();
 }
 

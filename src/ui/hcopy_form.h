@@ -71,8 +71,6 @@ private:
     QToolButton* addButton(const QString& name, const QString& caption, const QString& tip, int glyph);
     // Starts dragging the picture out as a file.
     void dragPicture();
-    // The window that frames this one in the work area (or this one).
-    QWidget* frame();
 
     MainForm& main_;
     QWidget* strip_ = nullptr;

@@ -349,11 +349,6 @@ QToolButton* InstFileForm::addButton(const QString& name, const QString& caption
 
 QToolButton* InstFileForm::button(const QString& objectName) const { return bar_->findChild<QToolButton*>(objectName); }
 
-QWidget* InstFileForm::frame() {
-    auto* sub = qobject_cast<QMdiSubWindow*>(parentWidget());
-    return sub ? static_cast<QWidget*>(sub) : this;
-}
-
 const family::Family& InstFileForm::family() const {
     // A tag the registry does not know: full paths and no drives.
     static const family::Family none{};
@@ -370,7 +365,7 @@ QString InstFileForm::SizeText(const fb::InstFileEntry& entry) {
 }
 
 void InstFileForm::Load() {
-    RunningAction::Scope r(action_, frame());
+    RunningAction::Scope r(action_, WindowFrame(this));
     const std::string start = RefreshDrives();
     DirRefr(start);
     const family::Family& f = family();
@@ -421,7 +416,7 @@ bool InstFileForm::openDevice() {
 }
 
 bool InstFileForm::DirRefr(const std::string& path) {
-    RunningAction::Scope r(action_, frame());
+    RunningAction::Scope r(action_, WindowFrame(this));
     const std::string folder = path.empty() ? currentPath() : fb::folderToList(path, Separator);
     if (!openDevice()) return false;
     std::vector<fb::InstFileEntry> listed;
@@ -463,7 +458,7 @@ void InstFileForm::redraw(bool empty) {
 
 void InstFileForm::doubleClickRow(int row) {
     if (action_.running() || row < 0 || row >= files_->rowCount()) return;
-    RunningAction::Scope r(action_, frame());
+    RunningAction::Scope r(action_, WindowFrame(this));
     const std::string name = ss(files_->rowText(row));
     const bool isDir = files_->sizeText(row) == "DIR";
     host().busy(true);
@@ -478,7 +473,7 @@ void InstFileForm::doubleClickRow(int row) {
 
 void InstFileForm::chooseDrive(int index) {
     if (action_.running() || index < 0 || index >= drives_->count()) return;
-    RunningAction::Scope r(action_, frame());
+    RunningAction::Scope r(action_, WindowFrame(this));
     const std::string drive = ss(drives_->itemText(index));
     host().busy(true);
     host().processEvents();
@@ -521,7 +516,7 @@ void InstFileForm::OpenFile(bool Display) {
     const int row = files_->selectedRow();
     // Only a file can be fetched.
     if (action_.running() || row < 0 || files_->sizeText(row) == "DIR") return;
-    RunningAction::Scope r(action_, frame());
+    RunningAction::Scope r(action_, WindowFrame(this));
     const family::Family& f = family();
     const std::string path = currentPath();
     const std::string name = ss(files_->rowText(row));
@@ -581,7 +576,7 @@ void InstFileForm::OpenFile(bool Display) {
 
 void InstFileForm::MakeFolder() {
     if (action_.running()) return;
-    RunningAction::Scope r(action_, frame());
+    RunningAction::Scope r(action_, WindowFrame(this));
     if (!openDevice()) return;
     std::string name = "New Folder";
     if (host().input("DIRECTORY NAME", "Directory Name:", name) && !name.empty())
@@ -593,7 +588,7 @@ void InstFileForm::MakeFolder() {
 void InstFileForm::DeleteSelected(bool byKey) {
     const int row = files_->selectedRow();
     if (action_.running() || row < 0) return;
-    RunningAction::Scope r(action_, frame());
+    RunningAction::Scope r(action_, WindowFrame(this));
     if (!openDevice()) return;
     const std::string path = currentPath();
     const std::string name = ss(files_->rowText(row));
@@ -607,7 +602,7 @@ void InstFileForm::DeleteSelected(bool byKey) {
 
 void InstFileForm::SendFiles(const std::vector<std::string>& files) {
     if (action_.running() || files.empty()) return;
-    RunningAction::Scope r(action_, frame());
+    RunningAction::Scope r(action_, WindowFrame(this));
     host().busy(true);
     host().processEvents();
     if (!action_.closeAsked() && openDevice()) {
@@ -628,7 +623,7 @@ void InstFileForm::keyReleaseEvent(QKeyEvent* e) {
 }
 
 void InstFileForm::closeEvent(QCloseEvent* e) {
-    if (action_.deferClose(frame(), e)) return;
+    if (action_.deferClose(WindowFrame(this), e)) return;
     e->accept();
 }
 

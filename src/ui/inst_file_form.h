@@ -153,7 +153,6 @@ private:
     void toolbarClicked(const QString& tag);
     void redraw(bool empty);
     const qv::family::Family& family() const;
-    QWidget* frame();
 
     MainForm& main_;
     QLabel* path_ = nullptr;

@@ -121,11 +121,6 @@ InterActForm::InterActForm(const std::string& instrumentName, QWidget* parent) :
     resize(460, 430);
 }
 
-QWidget* InterActForm::frame() {
-    auto* sub = qobject_cast<QMdiSubWindow*>(parentWidget());
-    return sub ? static_cast<QWidget*>(sub) : this;
-}
-
 void InterActForm::applyColours() {
     // Skins are not in this build: the window's colours are the
     // application's. An error of the last command keeps its red.
@@ -146,7 +141,7 @@ void InterActForm::Execute() {
     if (action_.running()) return;
     const std::string command = ss(CommandList_->currentText());
     if (command.find_first_not_of(" \t") == std::string::npos) return;
-    RunningAction::Scope scope(action_, frame());
+    RunningAction::Scope scope(action_, WindowFrame(this));
 
     Status_->clear();
     Answer_->clear();
@@ -236,7 +231,7 @@ bool InterActForm::eventFilter(QObject* o, QEvent* e) {
 }
 
 void InterActForm::closeEvent(QCloseEvent* e) {
-    if (action_.deferClose(frame(), e)) return;
+    if (action_.deferClose(WindowFrame(this), e)) return;
     e->accept();
 }
 

@@ -58,7 +58,6 @@ private:
     // Up (older) and Down (newer) through the history, as a shell does.
     void walkHistory(bool older);
     void storeHistory();
-    QWidget* frame();
 
     QComboBox* CommandList_ = nullptr;
     QPushButton* Execute_ = nullptr;

@@ -88,11 +88,6 @@ RawForm::RawForm(const std::string& instrumentName, std::function<std::string()>
 
 QPushButton* RawForm::button(const QString& objectName) const { return findChild<QPushButton*>(objectName); }
 
-QWidget* RawForm::frame() {
-    auto* sub = qobject_cast<QMdiSubWindow*>(parentWidget());
-    return sub ? static_cast<QWidget*>(sub) : this;
-}
-
 void RawForm::AddCommand() {
     const QString c = txtCommand_->text().trimmed();
     if (!c.isEmpty()) lstCommands_->addItem(c);
@@ -128,7 +123,7 @@ bool RawForm::LoadCommandsFile(const std::string& path) {
 
 void RawForm::Execute() {
     if (action_.running() || lstCommands_->count() == 0) return;
-    RunningAction::Scope scope(action_, frame());
+    RunningAction::Scope scope(action_, WindowFrame(this));
     std::vector<std::string> commands;
     for (int i = 0; i < lstCommands_->count(); ++i) {
         const QByteArray b = lstCommands_->item(i)->text().toLatin1();
@@ -161,7 +156,7 @@ void RawForm::Execute() {
 }
 
 void RawForm::closeEvent(QCloseEvent* e) {
-    if (action_.deferClose(frame(), e)) return;
+    if (action_.deferClose(WindowFrame(this), e)) return;
     e->accept();
 }
 

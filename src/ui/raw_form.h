@@ -48,7 +48,6 @@ protected:
     void closeEvent(QCloseEvent* e) override;
 
 private:
-    QWidget* frame();
 
     std::function<std::string()> resourceOf_;
     QListWidget* lstCommands_ = nullptr;

@@ -5,11 +5,19 @@
 #pragma once
 
 #include <QCloseEvent>
+#include <QMdiSubWindow>
 #include <QPointer>
 #include <QTimer>
 #include <QWidget>
 
 namespace qv::ui {
+
+// What closes a child window: its frame in the work area, or the window
+// itself when it stands alone.
+inline QWidget* WindowFrame(QWidget* window) {
+    auto* sub = qobject_cast<QMdiSubWindow*>(window->parentWidget());
+    return sub ? static_cast<QWidget*>(sub) : window;
+}
 
 class RunningAction {
 public:

@@ -129,11 +129,6 @@ ScriptForm::ScriptForm(MainForm& main, QWidget* parent) : QWidget(parent), main_
     resize(620, 560);
 }
 
-QWidget* ScriptForm::frame() {
-    auto* sub = qobject_cast<QMdiSubWindow*>(parentWidget());
-    return sub ? static_cast<QWidget*>(sub) : this;
-}
-
 void ScriptForm::Load() { Reload(); }
 
 void ScriptForm::Reload() {
@@ -321,11 +316,11 @@ void ScriptForm::clickRun() {
     run_->setEnabled(supported_);
     selection_->setEnabled(true);
     reload_->setEnabled(true);
-    action_.end(frame());
+    action_.end(WindowFrame(this));
 }
 
 void ScriptForm::closeEvent(QCloseEvent* e) {
-    if (action_.deferClose(frame(), e)) return;
+    if (action_.deferClose(WindowFrame(this), e)) return;
     CancelEdit();
     e->accept();
 }

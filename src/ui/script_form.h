@@ -74,7 +74,6 @@ protected:
 
 private:
     void appendResults(const std::string& text);
-    QWidget* frame();
 
     MainForm& main_;
     QComboBox* selection_ = nullptr;

@@ -76,11 +76,6 @@ QToolButton* TableForm::addButton(QWidget* strip, const QString& name, const QSt
 
 QToolButton* TableForm::button(const QString& objectName) const { return findChild<QToolButton*>(objectName); }
 
-QWidget* TableForm::frame() {
-    auto* sub = qobject_cast<QMdiSubWindow*>(parentWidget());
-    return sub ? static_cast<QWidget*>(sub) : this;
-}
-
 void TableForm::redraw() {
     view_->setUpdatesEnabled(false);
     view_->clearContents();
@@ -107,7 +102,7 @@ void TableForm::redraw() {
 
 void TableForm::ReadSelectedTable() {
     if (action_.running()) return;
-    RunningAction::Scope scope(action_, frame());
+    RunningAction::Scope scope(action_, WindowFrame(this));
     const std::string listText = ss(main_.deviceList()->currentText());
     app::host().busy(true);
     const tables::TableRead r = tables::ReadSelectedTable(MyVISARsc, ss(selection_->currentText()), listText,
@@ -123,13 +118,13 @@ void TableForm::Copy() { app::host().clipboardText(ListToText()); }
 
 void TableForm::Save() {
     if (action_.running()) return;
-    RunningAction::Scope scope(action_, frame());
+    RunningAction::Scope scope(action_, WindowFrame(this));
     // The dialog, the overwrite question and any failure are told there.
     tables::SaveTableText(ListToText(), app::context().SaveFolder);
 }
 
 void TableForm::closeEvent(QCloseEvent* e) {
-    if (action_.deferClose(frame(), e)) return;
+    if (action_.deferClose(WindowFrame(this), e)) return;
     e->accept();
 }
 

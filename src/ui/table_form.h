@@ -46,7 +46,6 @@ private:
     QToolButton* addButton(QWidget* strip, const QString& name, const QString& caption, const QString& tip,
                            int glyph);
     void redraw();
-    QWidget* frame();
 
     MainForm& main_;
     qv::tables::TableGrid grid_;

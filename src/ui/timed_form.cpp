@@ -268,11 +268,6 @@ QGroupBox* TimedForm::buildStop() {
     return box;
 }
 
-QWidget* TimedForm::frame() {
-    auto* sub = qobject_cast<QMdiSubWindow*>(parentWidget());
-    return sub ? static_cast<QWidget*>(sub) : this;
-}
-
 void TimedForm::Load() {
     const app::AppContext& ctx = app::context();
     const std::string own = ctx.AppDataFolder.empty() ? std::string() : ctx.AppDataFolder + "/Scripts";
@@ -414,7 +409,7 @@ void TimedForm::runOnce() {
     ++done_;
     if (schedule_) schedule_->ran(ended);
     log_->appendPlainText(clock(started) + "  #" + QString::number(done_) + "  " + verdictOf(r.results));
-    if (action_.end(frame())) return;
+    if (action_.end(WindowFrame(this))) return;
     if (schedule_) return arm();
     enableFields(true);
     showStatus();
@@ -447,7 +442,7 @@ void TimedForm::showStatus() {
 
 void TimedForm::closeEvent(QCloseEvent* e) {
     Stop();
-    if (action_.deferClose(frame(), e)) return;
+    if (action_.deferClose(WindowFrame(this), e)) return;
     e->accept();
 }
 

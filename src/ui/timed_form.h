@@ -80,7 +80,6 @@ private:
     void finish(const QString& why);
     void showStatus();
     void enableFields(bool on);
-    QWidget* frame();
 
     MainForm& main_;
     QButtonGroup *startMode_ = nullptr, *stopMode_ = nullptr;

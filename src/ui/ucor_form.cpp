@@ -163,11 +163,6 @@ QToolButton* UCorForm::addButton(const QString& name, const QString& caption, co
 
 QToolButton* UCorForm::button(const QString& objectName) const { return findChild<QToolButton*>(objectName); }
 
-QWidget* UCorForm::frame() {
-    auto* sub = qobject_cast<QMdiSubWindow*>(parentWidget());
-    return sub ? static_cast<QWidget*>(sub) : this;
-}
-
 void UCorForm::updateHeaders() {
     const std::string freq = ss(freqUnit_->currentText());
     const std::string level = ss(unit_->currentText());
@@ -245,7 +240,7 @@ std::string UCorForm::transducerFolder() {
 
 void UCorForm::Load() {
     if (action_.running()) return;
-    RunningAction::Scope scope(action_, frame());
+    RunningAction::Scope scope(action_, WindowFrame(this));
     const std::string path = app::host().openFileName("select transducer file", transducerFolder(), "all files (*)");
     if (path.empty()) return;
     lastTransducerFolder() = QFileInfo(qs(path)).absolutePath();
@@ -271,7 +266,7 @@ tables::UCorSettings UCorForm::settings() const {
 
 void UCorForm::Upload() {
     if (action_.running()) return;
-    RunningAction::Scope scope(action_, frame());
+    RunningAction::Scope scope(action_, WindowFrame(this));
     // The upload reports refusals and failures itself.
     tables::UploadUCor(MyVISARsc, tables::UCorGroupOf(MyDevType), table_, settings());
 }
@@ -284,7 +279,7 @@ bool UCorForm::eventFilter(QObject* o, QEvent* e) {
 }
 
 void UCorForm::closeEvent(QCloseEvent* e) {
-    if (action_.deferClose(frame(), e)) return;
+    if (action_.deferClose(WindowFrame(this), e)) return;
     e->accept();
 }
 

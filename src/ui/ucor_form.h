@@ -75,7 +75,6 @@ private:
     // The list from the table, the headers from the unit lists, the count.
     void redraw();
     void updateHeaders();
-    QWidget* frame();
 
     qv::tables::UCorTable table_;
     QTreeWidget* list_ = nullptr;
