@@ -1,9 +1,13 @@
 // Reachability by ICMP echo: an unprivileged ICMP datagram socket where the
-// system allows it, else a raw socket (root), else a TCP connect to port 111
+// system allows it, else a raw socket (root). Where neither may be opened a
+// ping says so (kPingNotPermitted) instead of claiming the host is away, and
+// the sweep of a subnet falls back to TCP connects to the port mapper port
 // (a refusal proves the host too). Every ping is bounded.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <vector>
 
 namespace qv::dir {
 
@@ -22,8 +26,14 @@ inline constexpr int kPingParamProblem = 11015;
 inline constexpr int kPingSourceQuench = 11016;
 inline constexpr int kPingBadDestination = 11018;
 inline constexpr int kPingGeneralFailure = 11050;
+// Ours: no ICMP socket may be opened here (neither datagram nor raw).
+inline constexpr int kPingNotPermitted = 11900;
 
 std::string PingStatusText(int status);
+
+// Which ICMP socket this process may open: "datagram", "raw", or empty with
+// why (the system's reasons and what would allow it) in why.
+std::string IcmpSocketKind(std::string* why = nullptr);
 
 // address: dotted IPv4 text in, status text out ("Ping erfolgreich!" plus
 // round-trip time and size on success). True when the echo came back.
@@ -33,5 +43,24 @@ bool Ping(std::string& address, int timeoutMs = kPingTimeoutMs);
 using PingFunction = bool (*)(std::string& address, int timeoutMs);
 void setPingFunction(PingFunction f);
 bool ScanPing(std::string& address);
+// The status of the last ScanPing on this thread (kPingNotPermitted lets
+// the start-up scan open a LAN row it could not ping).
+int LastScanPingStatus();
+
+// Many echoes at once on one socket, replies matched by identifier and
+// sequence: status[i] for addresses[i] (kPingSuccess, kPingTimeout, an
+// unreachable code, kPingBadDestination for a text that is no address). All
+// are sent first, then replies are collected for at most waitMs; the wait
+// ends early when every address has its answer. Between polls events run
+// and cancelled() is asked (a cancel ends the wait; unanswered stay
+// kPingTimeout). Without an ICMP socket every address is probed by a TCP
+// connect to port 111 instead, all at once as well; probedByTcp tells.
+struct SweepHooks {
+    std::function<void()> processEvents;
+    std::function<bool()> cancelled;
+};
+inline constexpr int kSweepWaitMs = 1000;
+std::vector<int> PingSweep(const std::vector<std::string>& addresses, int waitMs = kSweepWaitMs,
+                           const SweepHooks& hooks = {}, bool* probedByTcp = nullptr);
 
 }  // namespace qv::dir

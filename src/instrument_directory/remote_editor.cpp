@@ -73,7 +73,7 @@ const std::vector<std::string>& InterfaceChoices() {
 }
 
 const std::vector<std::string>& InterfaceScanChoices() {
-    static const std::vector<std::string> c{"GPIB0", "GPIB1", "LAN (subnet)", "LAN (any)"};
+    static const std::vector<std::string> c{"GPIB0", "GPIB1", "LAN (subnet)", "LAN (any)", "LAN (mDNS)"};
     return c;
 }
 
@@ -125,6 +125,27 @@ bool AddDevice(const std::string& iniFile, const std::string& interfaceName, con
     if (app::TrimBlanksTabs(typed).empty()) return false;
     const std::string value = RowValueFromResource(ResourceFromTyped(interfaceName, typed), comment);
     return addRow(devices(iniFile), deviceFlags(iniFile), value, added);
+}
+
+bool AddScannedDevice(const std::string& iniFile, const std::string& resource, const std::string& comment,
+                      EditorRow* added) {
+    if (app::TrimBlanksTabs(resource).empty()) return false;
+    return addRow(devices(iniFile), deviceFlags(iniFile), RowValueFromResource(resource, comment), added);
+}
+
+bool IsConfiguredHost(const std::string& iniFile, const std::string& address, const std::string& name) {
+    for (const EditorRow& r : ReadDeviceRows(iniFile)) {
+        // "comment|bus|address": the host is the address field up to "::".
+        const size_t bar = r.value.rfind('|');
+        if (bar == std::string::npos) continue;
+        std::string host = r.value.substr(bar + 1);
+        // A socket row stores "TCPIP::host::port::SOCKET".
+        if (app::ToUpperAscii(host).rfind("TCPIP::", 0) == 0) host = host.substr(7);
+        host = host.substr(0, host.find("::"));
+        if (host.empty()) continue;
+        if (host == address || (!name.empty() && app::EqualsNoCase(host, name))) return true;
+    }
+    return false;
 }
 
 bool RenameDevice(const std::string& iniFile, EditorRow& row) {

@@ -21,7 +21,8 @@ struct EditorRow {
 
 // The choices of cmbInterface and cmbInterfaceScan.
 const std::vector<std::string>& InterfaceChoices();      // GPIB0 GPIB1 LAN RAW USB
-const std::vector<std::string>& InterfaceScanChoices();  // GPIB0 GPIB1 "LAN (subnet)" "LAN (any)"
+const std::vector<std::string>& InterfaceScanChoices();  // GPIB0 GPIB1 "LAN (subnet)" "LAN (any)" "LAN (mDNS)"
+inline constexpr int16_t kScanChoiceSubnet = 2, kScanChoiceAny = 3, kScanChoiceMdns = 4;
 
 // UpdateList: live rows with their flags ("NULL" rows skipped).
 std::vector<EditorRow> ReadDeviceRows(const std::string& iniFile);
@@ -39,6 +40,14 @@ std::string ResourceFromTyped(const std::string& interfaceName, const std::strin
 // written) when the typed text is empty after trimming.
 bool AddDevice(const std::string& iniFile, const std::string& interfaceName, const std::string& typed,
                const std::string& comment, EditorRow* added = nullptr);
+// Adds a scanned instrument: resource as the editor stores it
+// ("LAN::a::INSTR", "RAW::TCPIP::a::p::SOCKET"), at the next free row, flag 1.
+bool AddScannedDevice(const std::string& iniFile, const std::string& resource, const std::string& comment,
+                      EditorRow* added = nullptr);
+// True when a configured row (checked or not) holds the host, by address or
+// by name (case ignored).
+bool IsConfiguredHost(const std::string& iniFile, const std::string& address, const std::string& name);
+
 // Asks "COMMENT" through the host; an empty answer leaves the row.
 bool RenameDevice(const std::string& iniFile, EditorRow& row);
 // Name<n> := "NULL", Value<n> := 0.

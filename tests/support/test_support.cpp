@@ -165,4 +165,9 @@ CommandResult runCommand(const std::string& command) {
     return r;
 }
 
+bool inPrivateNet() {
+    const char* v = std::getenv("QV_PRIVATE_NET");
+    return v && std::string(v) == "ready";
+}
+
 }  // namespace qvtest

@@ -4,6 +4,8 @@
 
 #include <sys/types.h>
 
+#include <cstdlib>
+
 #include <map>
 #include <string>
 #include <vector>
@@ -75,5 +77,28 @@ struct CommandResult {
 CommandResult runCommand(const std::string& command);
 bool writeFile(const std::string& path, const std::string& data);
 bool fileExists(const std::string& path);
+
+// The small lab network of scripts/private-net, which runs the test
+// programs of the LAN folders: this computer on 10.77.1.1/16, four addresses
+// for simulated instruments, all inside a network namespace of their own.
+inline constexpr char kNetHost[] = "10.77.1.1";
+inline constexpr char kNetBroadcast[] = "10.77.255.255";
+inline constexpr const char* kNetInstruments[] = {"10.77.0.2", "10.77.0.3", "10.77.0.4", "10.77.0.5"};
+// True inside that namespace.
+bool inPrivateNet();
+}  // namespace qvtest
+
+// Skips a test outside the private network (no root, no namespaces); in CI
+// that is a failure, as the machine there has both.
+#define QV_REQUIRE_PRIVATE_NET()                                                          \
+    do {                                                                                  \
+        if (!qvtest::inPrivateNet()) {                                                    \
+            if (const char* ci = std::getenv("CI"); ci && std::string(ci) == "true")      \
+                FAIL() << "needs the private network of scripts/private-net (root)";      \
+            GTEST_SKIP() << "needs the private network of scripts/private-net (root)";    \
+        }                                                                                 \
+    } while (0)
+
+namespace qvtest {
 
 }  // namespace qvtest
