@@ -1,12 +1,17 @@
 #include "ui/remote_editor_form.h"
 
 #include "app/host.h"
+#include "app/iniio.h"
 #include "instrument_directory/capabilities.h"
+#include "instrument_directory/lan_scan.h"
+#include "instrument_directory/mdns_browse.h"
 #include "instrument_directory/visa_scan.h"
 #include "ui/qt_host.h"
+#include "ui/splash.h"
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QFormLayout>
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -15,6 +20,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMdiSubWindow>
+#include <QPointer>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QVBoxLayout>
@@ -162,6 +168,7 @@ QWidget* VISARscEditor_new::serversTab() {
 QWidget* VISARscEditor_new::scanTab() {
     const qv::dir::EditorSettings es = qv::dir::ReadEditorSettings(ini_);
     auto* sc = new QWidget;
+    sc->setObjectName("tabScan");
     auto* sg = new QGridLayout(sc);
     cmbInterfaceScan_ = new QComboBox(sc);
     cmbInterfaceScan_->setObjectName("cmbInterfaceScan");
@@ -178,7 +185,8 @@ QWidget* VISARscEditor_new::scanTab() {
         ip->addWidget(txtIPScan_[i]);
         if (i < 3) ip->addWidget(new QLabel(".", sc));
     }
-    txtIPScan_[3]->setReadOnly(true);
+    // "*" walks the whole subnet, a number there is one host.
+    txtIPScan_[3]->setToolTip("* for the whole subnet, or one number for one host");
     ip->addStretch();
     sg->addWidget(new QLabel("Subnet", sc), 1, 0);
     sg->addLayout(ip, 1, 1);
@@ -193,17 +201,21 @@ QWidget* VISARscEditor_new::scanTab() {
     sg->addWidget(chkIncludeQVIB_, 3, 1);
     auto* scanBtn = Button(sc, "imgScan", "Scan");
     sg->addWidget(scanBtn, 4, 1, Qt::AlignLeft);
-    auto* all = new QLabel("Show all VXI-11 compatible devices", sc);
-    all->setObjectName("lblAllDevices");
-    all->setStyleSheet("color: #5b6b7f;");
-    // Shown once a LAN discovery has found hosts.
-    all->hide();
-    sg->addWidget(all, 5, 1);
+    // A link-like button: shown once a broadcast has found hosts, a click
+    // lists them.
+    lblAllDevices_ = Button(sc, "lblAllDevices", qv::dir::kShowAllDevices);
+    lblAllDevices_->setFlat(true);
+    lblAllDevices_->setCursor(Qt::PointingHandCursor);
+    lblAllDevices_->setStyleSheet("QPushButton { color: #1f5fa8; background: #e8f0fa; text-decoration: underline; "
+                                  "border: none; padding: 3px 8px; }");
+    lblAllDevices_->hide();
+    sg->addWidget(lblAllDevices_, 5, 1, Qt::AlignLeft);
     sg->setRowStretch(6, 1);
     sg->setColumnStretch(1, 1);
 
     connect(chkIncludeQVIB_, &QCheckBox::clicked, this, [this](bool on) { qv::dir::SetIncludeQVIB(ini_, on); });
     connect(scanBtn, &QPushButton::clicked, this, &VISARscEditor_new::scan);
+    connect(lblAllDevices_, &QPushButton::clicked, this, &VISARscEditor_new::showAllDevices);
     return sc;
 }
 
@@ -253,11 +265,14 @@ void VISARscEditor_new::addDevice() {
 }
 
 void VISARscEditor_new::scan() {
-    int choice = cmbInterfaceScan_->currentIndex();
-    if (choice >= 2) {
-        qv::app::host().message("Scan", "The LAN scan is not available in this build.", qv::app::Icon::Information);
+    if (scanning_) return;
+    const int choice = cmbInterfaceScan_->currentIndex();
+    if (choice == qv::dir::kScanChoiceSubnet || choice == qv::dir::kScanChoiceAny ||
+        choice == qv::dir::kScanChoiceMdns) {
+        scanLan(choice);
         return;
     }
+    if (choice < 0 || choice > 1) return;
     qv::dir::VISAScan s;
     qv::app::host().busy(true);
     std::vector<qv::dir::EditorRow> added = qv::dir::ScanGpibAndAdd(ini_, static_cast<int16_t>(choice), s);
@@ -268,6 +283,107 @@ void VISARscEditor_new::scan() {
     const QString bus = cmbInterfaceScan_->currentText();
     txtResourceScan_->setText(added.empty() ? QString("No instruments found on %1").arg(bus)
                                             : QString("%1 added from %2").arg(added.size()).arg(bus));
+}
+
+void VISARscEditor_new::scanLan(int choice) {
+    std::vector<bool> serverFlags;
+    qv::app::ReadFlagList({ini_, "ScanEntriesServers", "Value"}, {ini_, "Servers", "ServerEntry"}, serverFlags);
+    qv::dir::VISAScan visa;
+    qv::dir::LanScanner scanner(ini_, visa);
+    qv::dir::LanScanReport report;
+
+    std::string address;
+    if (choice == qv::dir::kScanChoiceSubnet) {
+        for (int i = 0; i < 4; ++i) address += (i ? "." : "") + ss(txtIPScan_[i]->text().trimmed());
+        std::string prefix;
+        int single = 0;
+        if (!qv::dir::ParseIpArea(address, prefix, single)) {
+            // The scanner's own check says what is wrong, and scans nothing.
+            scanner.VisaScanIPArea(address, qv::dir::kEditorScanTimeoutMs, 0, serverFlags, true, report);
+            txtResourceScan_->clear();
+            return;
+        }
+    }
+
+    scanning_ = true;
+    // Over the main window when there is one, so that nothing else starts
+    // while events run; Cancel stays usable.
+    QPointer<SplashForm> splash = new SplashForm(window());
+    splash->ShowSplash(true);
+    scanner.hooks.progress = [splash](int percent) {
+        if (splash) splash->SplashSetProgessBar(percent);
+    };
+    scanner.hooks.statusText = [splash](const std::string& text) {
+        if (splash) splash->SetStatusText(qs(text));
+    };
+    scanner.hooks.processEvents = [] { QCoreApplication::processEvents(); };
+    scanner.hooks.cancelled = [] { return qv::app::context().SplashCancelled; };
+    scanner.hooks.addToSettings = true;
+
+    bool ran = true;
+    std::string failure;
+    if (choice == qv::dir::kScanChoiceSubnet) {
+        ran = scanner.VisaScanIPArea(address, qv::dir::kEditorScanTimeoutMs, 0, serverFlags, true, report);
+    } else if (choice == qv::dir::kScanChoiceAny) {
+        lblAllDevices_->hide();
+        qv::dir::DiscoveryOptions options;
+        options.processEvents = scanner.hooks.processEvents;
+        if (splash) splash->SetStatusText("Port mapper broadcast...");
+        ran = scanner.ScanAny(report, options);
+        if (!ran) failure = qv::dir::kInterfaceNotInitialized;
+        broadcastHosts_ = scanner.Hosts();
+        broadcastNames_ = report.hostNames;
+        lblAllDevices_->setVisible(scanner.ShowAllDevices());
+    } else {
+        if (splash) splash->SetStatusText("Browsing mDNS services...");
+        std::vector<qv::dir::MdnsService> services;
+        if (qv::dir::BrowseMdns(qv::dir::kMdnsBrowseMs, services, failure, scanner.hooks.processEvents,
+                                scanner.hooks.cancelled)) {
+            scanner.ScanCandidates(qv::dir::CandidatesFromServices(services), report);
+        } else {
+            ran = false;
+        }
+    }
+    if (splash) splash->ReadyToWork();
+    scanning_ = false;
+    // The scanner showed its own messages; the browse's failure is ours to show.
+    if (choice == qv::dir::kScanChoiceMdns && !ran)
+        qv::app::host().message(qv::dir::kLanScanCaption, failure, qv::app::Icon::Warning);
+    if (!ran) {
+        txtResourceScan_->setText(qs(failure));
+        txtResourceScan_->setToolTip(qs(failure));
+        return;
+    }
+    takeScanResult(report);
+}
+
+void VISARscEditor_new::takeScanResult(const qv::dir::LanScanReport& report) {
+    if (!report.added.empty()) {
+        devices_ = checkedRows(DevList_, devices_);
+        for (const qv::dir::EditorRow& r : report.added) devices_.push_back(r);
+        fillDevList();
+    }
+    const QString summary = qs(report.summary());
+    txtResourceScan_->setText(summary);
+    // The field is one line; the whole text stays reachable.
+    txtResourceScan_->setToolTip(summary);
+    txtResourceScan_->setCursorPosition(0);
+}
+
+void VISARscEditor_new::showAllDevices() {
+    std::string text;
+    std::vector<std::string> shown;
+    for (const std::string& host : broadcastHosts_) {
+        // A host that answered twice is one device.
+        if (host.empty() || std::find(shown.begin(), shown.end(), host) != shown.end()) continue;
+        shown.push_back(host);
+        std::string line = host;
+        for (const std::string& named : broadcastNames_)
+            if (named.rfind(host + " (", 0) == 0) line = named;
+        text += line + "\n";
+    }
+    if (text.empty()) return;
+    qv::app::host().message(qv::dir::kShowAllDevices, text, qv::app::Icon::Information);
 }
 
 void VISARscEditor_new::ok() {

@@ -1,18 +1,25 @@
 // VISARscEditor_new, "Remote Interfaces": the instruments to attach, the
-// VISA servers and the bus scan, on the directory's editor logic.
+// VISA servers and the scans (GPIB bus, LAN subnet, port mapper broadcast,
+// mDNS), on the directory's editor and LAN scan logic.
 #pragma once
 
 #include "app/context.h"
 #include "instrument_directory/remote_editor.h"
 
 #include <QWidget>
+#include <string>
 #include <vector>
 
 class QCheckBox;
 class QComboBox;
 class QLineEdit;
 class QListWidget;
+class QPushButton;
 class QTabWidget;
+
+namespace qv::dir {
+struct LanScanReport;
+}
 
 namespace qv::ui {
 
@@ -38,6 +45,11 @@ private:
     void fillDevList();
     void fillServersList();
     void scan();
+    // The three LAN choices, under the progress splash with Cancel.
+    void scanLan(int choice);
+    // The rows a scan added join DevList; its summary goes to the status field.
+    void takeScanResult(const qv::dir::LanScanReport& report);
+    void showAllDevices();
     void closeWindow();
     std::vector<qv::dir::EditorRow> checkedRows(QListWidget* list, std::vector<qv::dir::EditorRow> rows) const;
 
@@ -50,6 +62,12 @@ private:
     QLineEdit *txtResource_ = nullptr, *txtServer_ = nullptr, *txtResourceScan_ = nullptr;
     QLineEdit* txtIPScan_[4] = {};
     QCheckBox* chkIncludeQVIB_ = nullptr;
+    QPushButton* lblAllDevices_ = nullptr;
+    // The senders of the last broadcast and the "address (name)" texts the
+    // scan found for them: what "Show all VXI-11 compatible devices" lists.
+    std::vector<std::string> broadcastHosts_, broadcastNames_;
+    // A scan lets events through; a second click must not start another.
+    bool scanning_ = false;
 };
 
 }  // namespace qv::ui
