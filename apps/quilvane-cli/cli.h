@@ -19,7 +19,7 @@ struct Options {
     bool timeoutGiven = false;
     std::string logFile;
     int logLevel = 2;
-    std::string iniFile;  // scan: the settings file
+    std::string iniFile;  // scan, ucor, discover: the settings file
     std::string output;   // hardcopy: the file without extension; peaks, demod: the file; "-": standard output
     bool color = true;    // hardcopy
     std::vector<std::string> args;  // command word first
@@ -61,5 +61,9 @@ int cmdUcor(const Options& o);
 // demodulation summary as labelled lines (RTF for an -o FILE ending in .rtf).
 int cmdPeaks(const Options& o);
 int cmdDemod(const Options& o);
+
+// discover [--subnet A.B.C.*|A.B.C.D] [--mdns] [--add]: the LAN scans of the
+// remote interfaces editor; "address<TAB>resource<TAB>identity" a line.
+int cmdDiscover(const Options& o);
 
 }  // namespace qv::cli

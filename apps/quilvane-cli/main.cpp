@@ -75,6 +75,15 @@ const char* const kUsage =
     "                         tab-separated, header first) or write it to FILE\n"
     "  demod RES [-o FILE]    read the demodulation result summary (in mode DDEM) and print its 53\n"
     "                         values, \"label<TAB>value\" a line, or write them to FILE (RTF for *.rtf)\n"
+    "  discover [--subnet A.B.C.*|A.B.C.D] [--mdns] [--add] [--ini FILE]\n"
+    "                         find instruments on the LAN: by default the port mapper broadcast\n"
+    "                         (VXI-11), --subnet walks A.B.C.1 to .255 (or the one host A.B.C.D),\n"
+    "                         --mdns browses the services announced by mDNS (needs avahi-daemon);\n"
+    "                         prints \"address<TAB>resource<TAB>identity\" a line, the summary on\n"
+    "                         standard error; instruments already in the settings are skipped;\n"
+    "                         --add writes the ones found into the settings as the editor does;\n"
+    "                         --timeout sets the broadcast's collection (2500), the walk's ping\n"
+    "                         wait (1000) or the browse (3000); exit 0 found, 1 none, 2 no scan\n"
     "RES is a VISA resource, e.g. TCPIP::192.168.1.20::INSTR or TCPIP::host::5025::SOCKET.\n"
     "--log writes every VISA call to FILE: level 1 failures, 2 calls (default), 3 calls with all data.\n";
 
@@ -306,6 +315,7 @@ const DirectoryCommand kDirectoryCommands[] = {
     {"ucor", 2, 2 + 14, cmdUcor},
     {"peaks", 1, 1, cmdPeaks},
     {"demod", 1, 1, cmdDemod},
+    {"discover", 0, 4, cmdDiscover},
 };
 
 bool number(const char* text, unsigned long max, unsigned long& out) {
