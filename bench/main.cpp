@@ -322,6 +322,7 @@ bool benchScan(int instruments);  // scan_bench.cpp
 bool benchBrowser(uint64_t blockBytes);  // browser_bench.cpp
 bool benchScript();                       // script_bench.cpp
 bool benchUcor();                         // ucor_bench.cpp
+bool benchLan();                          // lan_bench.cpp
 bool benchHardcopy();             // hardcopy_bench.cpp
 void benchHardcopyWindow();       // hardcopy_bench.cpp
 
@@ -355,6 +356,7 @@ int main(int argc, char** argv) {
     bool browserOnly = false;
     bool scriptOnly = false;
     bool ucorOnly = false;
+    bool lanOnly = false;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         if (a == "--block-mib" && i + 1 < argc) blockMiB = std::strtoull(argv[++i], nullptr, 10);
@@ -366,10 +368,12 @@ int main(int argc, char** argv) {
         else if (a == "--browser-only") browserOnly = true;
         else if (a == "--script-only") scriptOnly = true;
         else if (a == "--ucor-only") ucorOnly = true;
+        else if (a == "--lan-only") lanOnly = true;
         else {
             std::fprintf(stderr,
                          "usage: quilvane-bench [--block-mib N] [--pyvisa-block-mib N] [--rounds N] [--no-pyvisa] "
-                         "[--directory-only] [--hardcopy-only] [--browser-only] [--script-only] [--ucor-only]\n");
+                         "[--directory-only] [--hardcopy-only] [--browser-only] [--script-only] [--ucor-only] "
+                         "[--lan-only]\n");
             return 2;
         }
     }
@@ -385,6 +389,8 @@ int main(int argc, char** argv) {
     if (scriptOnly) return benchScript() ? 0 : 1;
     // --ucor-only: the transducer import and its upload, nothing else.
     if (ucorOnly) return benchUcor() ? 0 : 1;
+    // --lan-only: the LAN scans inside the lab network (it needs root).
+    if (lanOnly) return benchLan() ? 0 : 1;
     // The scan first: it serves its own instruments in this process.
     const bool scanned = benchScan(50);
     benchStartup();
