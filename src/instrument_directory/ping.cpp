@@ -47,22 +47,30 @@ int remainingMs(Clock::time_point end) {
     return left < 0 ? 0 : int(left);
 }
 
-// An ICMP error about one of our echoes, as a status of the table.
-int errorStatus(uint8_t type, uint8_t code) {
+}  // namespace
+
+int IcmpErrorStatus(uint8_t type, uint8_t code) {
     if (type == ICMP_DEST_UNREACH) {
         switch (code) {
         case ICMP_NET_UNREACH: return kPingDestNetUnreachable;
         case ICMP_HOST_UNREACH: return kPingDestHostUnreachable;
         case ICMP_PROT_UNREACH: return kPingDestProtUnreachable;
         case ICMP_PORT_UNREACH: return kPingDestPortUnreachable;
-        default: return kPingDestHostUnreachable;
+        case ICMP_FRAG_NEEDED: return 11009;  // ip packet too_big
+        case ICMP_SR_FAILED: return 11012;    // ip bad route
+        case ICMP_NET_UNKNOWN:
+        case ICMP_NET_ANO:
+        case ICMP_NET_UNR_TOS: return kPingDestNetUnreachable;
+        default: return kPingDestHostUnreachable;  // unknown, prohibited, filtered
         }
     }
-    if (type == ICMP_TIME_EXCEEDED) return kPingTtlExpiredTransit;
+    if (type == ICMP_TIME_EXCEEDED) return code == ICMP_EXC_FRAGTIME ? 11014 : kPingTtlExpiredTransit;
     if (type == ICMP_PARAMETERPROB) return kPingParamProblem;
     if (type == ICMP_SOURCE_QUENCH) return kPingSourceQuench;
     return -1;
 }
+
+namespace {
 
 uint16_t echoId() { return uint16_t(::getpid()); }
 
@@ -128,7 +136,7 @@ bool readReply(const uint8_t* buf, size_t n, bool raw, uint16_t id, uint16_t fir
         return true;
     }
     if (!raw) return false;
-    status = errorStatus(got.type, got.code);
+    status = IcmpErrorStatus(got.type, got.code);
     if (status < 0) return false;
     // The error quotes our packet: IP header, then our ICMP header.
     const size_t inner = off + sizeof(icmphdr);
