@@ -378,8 +378,9 @@ void VISARscEditor_new::showAllDevices() {
         if (host.empty() || std::find(shown.begin(), shown.end(), host) != shown.end()) continue;
         shown.push_back(host);
         std::string line = host;
+        // "address (name)", where an empty name says the look-up found none.
         for (const std::string& named : broadcastNames_)
-            if (named.rfind(host + " (", 0) == 0) line = named;
+            if (named.rfind(host + " (", 0) == 0 && named != host + " ()") line = named;
         text += line + "\n";
     }
     if (text.empty()) return;
