@@ -6,21 +6,26 @@
 
 #include "app/context.h"
 #include "app/iniio.h"
+#include "app/standard.h"
 #include "instrument_directory/capabilities.h"
 #include "instrument_directory/lan_scan.h"
 #include "instrument_directory/mdns_browse.h"
 #include "instrument_directory/ping.h"
 #include "instrument_directory/visa_scan.h"
 
-#include <sys/stat.h>
+#include <stdlib.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
 #include <string>
 #include <vector>
 
 namespace qv::cli {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 // Longer waits than this are a typing mistake, not a slow network.
 constexpr uint32_t kMaxDiscoverWaitMs = 600000;
@@ -57,10 +62,39 @@ bool parseArgs(const Options& o, DiscoverArgs& a, std::string& why) {
     return true;
 }
 
-bool fileExists(const std::string& path) {
-    struct stat st {};
-    return !path.empty() && stat(path.c_str(), &st) == 0;
+// The program's start rule: settings without a VISA server use the local one.
+void ensureLocalServer(const std::string& ini) {
+    if (app::ReadIni(ini, "ScanEntriesServers", "Value1", app::Value("0")).text() == "0" ||
+        app::ReadIni(ini, "Servers", "ServerEntry1", app::Value("NULL")).text() == "NULL") {
+        app::WriteIni(ini, "Servers", "ServerEntry1", app::Value("localhost"));
+        app::WriteIni(ini, "ScanEntriesServers", "Value1", app::Value("1"));
+    }
 }
+
+// Without --add the user's settings are only read: the scan works on a copy
+// in a folder of its own, gone with the object.
+class ReadOnlyCopy {
+public:
+    explicit ReadOnlyCopy(const std::string& ini) {
+        std::string pattern = app::TempPath() + "/quilvane-discover-XXXXXX";
+        if (!::mkdtemp(pattern.data())) return;
+        folder_ = pattern;
+        path_ = folder_ + "/Quilvane.ini";
+        std::error_code ec;
+        if (!ini.empty() && fs::exists(ini, ec)) fs::copy_file(ini, path_, ec);
+        if (ec) path_.clear();
+    }
+    ~ReadOnlyCopy() {
+        std::error_code ec;
+        if (!folder_.empty()) fs::remove_all(folder_, ec);
+    }
+    ReadOnlyCopy(const ReadOnlyCopy&) = delete;
+    ReadOnlyCopy& operator=(const ReadOnlyCopy&) = delete;
+    const std::string& path() const { return path_; }
+
+private:
+    std::string folder_, path_;
+};
 
 }  // namespace
 
@@ -76,18 +110,24 @@ int cmdDiscover(const Options& o) {
         if (!dir::ParseIpArea(a.subnet, prefix, single))
             return usageError("--subnet " + a.subnet + ": " + dir::kIpAreaInvalid);
     }
-    const std::string ini = o.iniFile.empty() ? userIniFile() : o.iniFile;
-    if (a.add && ini.empty()) return usageError("no settings file to add to: give --ini FILE");
+    const std::string userIni = o.iniFile.empty() ? userIniFile() : o.iniFile;
+    if (a.add && userIni.empty()) return usageError("no settings file to add to: give --ini FILE");
+    ReadOnlyCopy copy(a.add ? std::string() : userIni);
+    const std::string ini = a.add ? userIni : copy.path();
+    if (ini.empty()) {
+        std::fprintf(stderr, "error: discover: no temporary folder could be made in %s\n", app::TempPath().c_str());
+        return 2;
+    }
+    if (a.add) {
+        // The program makes its settings folder at its first start; so does --add.
+        std::error_code ec;
+        fs::create_directories(fs::path(ini).parent_path(), ec);
+    }
+    ensureLocalServer(ini);
     app::context().IniFilePath = ini;
     dir::LoadMasterList(dir::VisaDevicesPath());
-
-    // The VISA servers the settings use; without a settings file the local one.
-    std::vector<bool> serverFlags{true};
-    bool useServerFlags = false;
-    if (fileExists(ini)) {
-        app::ReadFlagList({ini, "ScanEntriesServers", "Value"}, {ini, "Servers", "ServerEntry"}, serverFlags);
-        useServerFlags = true;
-    }
+    std::vector<bool> serverFlags;
+    app::ReadFlagList({ini, "ScanEntriesServers", "Value"}, {ini, "Servers", "ServerEntry"}, serverFlags);
 
     dir::VISAScan visa;
     dir::LanScanner scanner(ini, visa);
@@ -104,7 +144,7 @@ int cmdDiscover(const Options& o) {
         scanner.ScanCandidates(dir::CandidatesFromServices(services), report);
     } else if (!a.subnet.empty()) {
         // The address was checked above; false here has shown its reason.
-        if (!scanner.VisaScanIPArea(a.subnet, dir::kEditorScanTimeoutMs, 0, serverFlags, useServerFlags, report,
+        if (!scanner.VisaScanIPArea(a.subnet, dir::kEditorScanTimeoutMs, 0, serverFlags, true, report,
                                     o.timeoutGiven ? waitMs : dir::kSweepWaitMs))
             return 2;
     } else {

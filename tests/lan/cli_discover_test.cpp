@@ -15,7 +15,7 @@ namespace {
 const std::string kA = qvtest::kNetInstruments[0];  // 10.77.0.2
 const std::string kB = qvtest::kNetInstruments[1];  // 10.77.0.3
 
-struct Run {
+struct Outcome {
     int exitCode = -1;
     std::vector<std::string> out;  // standard output, a line each
     std::string err;
@@ -33,12 +33,12 @@ protected:
             << error;
     }
 
-    Run discover(const std::string& args) const {
+    Outcome discover(const std::string& args) const {
         const std::string out = dir.file("out"), err = dir.file("err");
         // The port mapper of the lab network is on its real port.
         const std::string cmd = "(env -u QUILVANE_PORTMAPPER_PORT " + qvtest::binPath("quilvane-cli") + " --ini '" +
                                 ini + "' discover " + args + " >'" + out + "' 2>'" + err + "')";
-        Run r;
+        Outcome r;
         r.exitCode = qvtest::runCommand(cmd).exitCode;
         r.out = qvtest::readLines(out);
         r.err = qvtest::readFile(err);
@@ -56,12 +56,12 @@ protected:
 };
 
 const std::vector<std::string> kBoth{kA + "\tLAN::" + kA + "::INSTR\tTKD (TKD)",
-                                     kB + "\tLAN::" + kB + "::INSTR\tKDX (KDX)"};
+                                     kB + "\tLAN::" + kB + "::INSTR\tKDC (KDC)"};
 
 class CliDiscoverScans : public CliDiscover, public testing::WithParamInterface<const char*> {};
 
 TEST_P(CliDiscoverScans, PrintsEachInstrumentAndWritesNothingWithoutAdd) {
-    const Run r = discover(GetParam());
+    const Outcome r = discover(GetParam());
     EXPECT_EQ(r.exitCode, 0) << r.err;
     std::vector<std::string> lines = r.out;
     // The broadcast lists in the order the replies came.
@@ -74,10 +74,10 @@ TEST_P(CliDiscoverScans, PrintsEachInstrumentAndWritesNothingWithoutAdd) {
 INSTANTIATE_TEST_SUITE_P(Scans, CliDiscoverScans, testing::Values("", "--subnet 10.77.0.*", "--timeout 1500"));
 
 TEST_F(CliDiscover, AddWritesTheRowsAndTheNextRunSkipsThem) {
-    Run r = discover("--subnet 10.77.0.* --add");
+    Outcome r = discover("--subnet 10.77.0.* --add");
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(r.out, kBoth);
-    EXPECT_EQ(rows(), (std::vector<std::string>{"TKD|LAN|" + kA, "KDX|LAN|" + kB}));
+    EXPECT_EQ(rows(), (std::vector<std::string>{"TKD|LAN|" + kA, "KDC|LAN|" + kB}));
 
     r = discover("--add");
     EXPECT_EQ(r.exitCode, 1) << r.err;
@@ -86,10 +86,18 @@ TEST_F(CliDiscover, AddWritesTheRowsAndTheNextRunSkipsThem) {
     EXPECT_EQ(rows().size(), 2u);
 }
 
+TEST_F(CliDiscover, WithoutASettingsFileItScansThroughTheLocalServerAndMakesNone) {
+    ini = dir.file("missing/Quilvane.ini");
+    const Outcome r = discover("");
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.out.size(), 2u) << r.err;
+    EXPECT_FALSE(qvtest::fileExists(ini));
+}
+
 TEST_F(CliDiscover, AHostWithoutAnInstrumentIsExitCodeOne) {
     // 10.77.0.4 answers pings and holds no instrument; .9 does not exist.
     for (const char* host : {"10.77.0.4", "10.77.0.9"}) {
-        const Run r = discover(std::string("--timeout 300 --subnet ") + host);
+        const Outcome r = discover(std::string("--timeout 300 --subnet ") + host);
         EXPECT_EQ(r.exitCode, 1) << host << ": " << r.err;
         EXPECT_TRUE(r.out.empty()) << host;
     }
@@ -98,7 +106,7 @@ TEST_F(CliDiscover, AHostWithoutAnInstrumentIsExitCodeOne) {
 class CliDiscoverUsage : public CliDiscover, public testing::WithParamInterface<const char*> {};
 
 TEST_P(CliDiscoverUsage, ExitsTwoAndScansNothing) {
-    const Run r = discover(std::string(GetParam()) + " --add");
+    const Outcome r = discover(std::string(GetParam()) + " --add");
     EXPECT_EQ(r.exitCode, 2) << r.err;
     EXPECT_TRUE(r.out.empty());
     EXPECT_NE(r.err.find("error: discover:"), std::string::npos) << r.err;
