@@ -10,6 +10,8 @@
 //                        folder of 10,000 entries, print it, and end
 //   --trigger CONTROL    once started, run a menu entry by its control name (repeatable)
 //   --select N           once started, select row N of the instrument list (before the triggers)
+//   --click CONTROL      after the triggers, press the button or show the tab page with this
+//                        object name in any open window (repeatable, in order)
 // The optional word PULSE is accepted for the trace window.
 #include "app/context.h"
 #include "app/host.h"
@@ -22,6 +24,7 @@
 #include "ui/main_form.h"
 #include "ui/qt_host.h"
 
+#include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
@@ -30,6 +33,7 @@
 #include <QLabel>
 #include <QPalette>
 #include <QStyleFactory>
+#include <QTabWidget>
 #include <QTimer>
 
 #include <sys/stat.h>
@@ -161,8 +165,26 @@ void MeasureHardcopy(qv::ui::MainForm* form) {
     std::fflush(stdout);
 }
 
+// --click: a button is pressed, a tab page is brought to the front.
+bool ClickControl(const QString& name) {
+    for (QWidget* top : QApplication::topLevelWidgets()) {
+        QWidget* w = top->objectName() == name ? top : top->findChild<QWidget*>(name);
+        if (!w) continue;
+        if (auto* b = qobject_cast<QAbstractButton*>(w)) {
+            b->click();
+            return true;
+        }
+        for (QWidget* p = w->parentWidget(); p; p = p->parentWidget())
+            if (auto* tabs = qobject_cast<QTabWidget*>(p); tabs && tabs->indexOf(w) >= 0) {
+                tabs->setCurrentWidget(w);
+                return true;
+            }
+    }
+    return false;
+}
+
 void Usage() {
-    std::puts("usage: quilvane [--demo] [--no-visa] [--quit-after MS] [--screenshot FILE] [--measure-startup] [--measure-hardcopy] [--measure-browser] [--select N] [--trigger CONTROL] [PULSE]");
+    std::puts("usage: quilvane [--demo] [--no-visa] [--quit-after MS] [--screenshot FILE] [--measure-startup] [--measure-hardcopy] [--measure-browser] [--select N] [--trigger CONTROL] [--click CONTROL] [PULSE]");
 }
 
 }  // namespace
@@ -172,7 +194,7 @@ int main(int argc, char** argv) {
     int quitAfter = -1;
     int selectRow = -1;
     QString screenshot;
-    QStringList triggers;
+    QStringList triggers, clicks;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         if (a == "--demo") demo = true;
@@ -183,6 +205,7 @@ int main(int argc, char** argv) {
         else if (a == "--quit-after" && i + 1 < argc) quitAfter = std::atoi(argv[++i]);
         else if (a == "--screenshot" && i + 1 < argc) screenshot = argv[++i];
         else if (a == "--trigger" && i + 1 < argc) triggers << argv[++i];
+        else if (a == "--click" && i + 1 < argc) clicks << argv[++i];
         else if (a == "--select" && i + 1 < argc) selectRow = std::atoi(argv[++i]);
         else if (a == "--help" || a == "-h") return Usage(), 0;
         else if (a == "PULSE") {}
@@ -238,6 +261,8 @@ int main(int argc, char** argv) {
         for (const QString& t : triggers)
             if (QAction* a = form->action(t)) a->trigger();
             else std::fprintf(stderr, "quilvane: no menu entry %s\n", t.toUtf8().constData());
+        for (const QString& c : clicks)
+            if (!ClickControl(c)) std::fprintf(stderr, "quilvane: no button or tab page %s\n", c.toUtf8().constData());
         if (!screenshot.isEmpty()) {
             // Let the fade and the last layout pass finish before the picture.
             QTimer::singleShot(300, form, [form, screenshot] {

@@ -20,6 +20,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMdiSubWindow>
+#include <QPlainTextEdit>
 #include <QPointer>
 #include <QPushButton>
 #include <QTabWidget>
@@ -190,10 +191,12 @@ QWidget* VISARscEditor_new::scanTab() {
     ip->addStretch();
     sg->addWidget(new QLabel("Subnet", sc), 1, 0);
     sg->addLayout(ip, 1, 1);
-    txtResourceScan_ = new QLineEdit(sc);
+    txtResourceScan_ = new QPlainTextEdit(sc);
     txtResourceScan_->setObjectName("txtResourceScan");
     txtResourceScan_->setReadOnly(true);
-    sg->addWidget(new QLabel("Found", sc), 2, 0);
+    txtResourceScan_->setLineWrapMode(QPlainTextEdit::WidgetWidth);
+    txtResourceScan_->setFixedHeight(txtResourceScan_->fontMetrics().lineSpacing() * 4 + 12);
+    sg->addWidget(new QLabel("Found", sc), 2, 0, Qt::AlignTop);
     sg->addWidget(txtResourceScan_, 2, 1);
     chkIncludeQVIB_ = new QCheckBox("Include QVIB", sc);
     chkIncludeQVIB_->setObjectName("chkIncludeQVIB");
@@ -281,8 +284,8 @@ void VISARscEditor_new::scan() {
     for (const qv::dir::EditorRow& r : added) devices_.push_back(r);
     fillDevList();
     const QString bus = cmbInterfaceScan_->currentText();
-    txtResourceScan_->setText(added.empty() ? QString("No instruments found on %1").arg(bus)
-                                            : QString("%1 added from %2").arg(added.size()).arg(bus));
+    txtResourceScan_->setPlainText(added.empty() ? QString("No instruments found on %1").arg(bus)
+                                                 : QString("%1 added from %2").arg(added.size()).arg(bus));
 }
 
 void VISARscEditor_new::scanLan(int choice) {
@@ -350,8 +353,7 @@ void VISARscEditor_new::scanLan(int choice) {
     if (choice == qv::dir::kScanChoiceMdns && !ran)
         qv::app::host().message(qv::dir::kLanScanCaption, failure, qv::app::Icon::Warning);
     if (!ran) {
-        txtResourceScan_->setText(qs(failure));
-        txtResourceScan_->setToolTip(qs(failure));
+        txtResourceScan_->setPlainText(qs(failure));
         return;
     }
     takeScanResult(report);
@@ -363,11 +365,7 @@ void VISARscEditor_new::takeScanResult(const qv::dir::LanScanReport& report) {
         for (const qv::dir::EditorRow& r : report.added) devices_.push_back(r);
         fillDevList();
     }
-    const QString summary = qs(report.summary());
-    txtResourceScan_->setText(summary);
-    // The field is one line; the whole text stays reachable.
-    txtResourceScan_->setToolTip(summary);
-    txtResourceScan_->setCursorPosition(0);
+    txtResourceScan_->setPlainText(qs(report.summary()));
 }
 
 void VISARscEditor_new::showAllDevices() {

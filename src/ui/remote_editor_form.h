@@ -14,6 +14,7 @@ class QCheckBox;
 class QComboBox;
 class QLineEdit;
 class QListWidget;
+class QPlainTextEdit;
 class QPushButton;
 class QTabWidget;
 
@@ -59,7 +60,9 @@ private:
     QTabWidget* SSTab1_ = nullptr;
     QListWidget *DevList_ = nullptr, *ServersList_ = nullptr;
     QComboBox *cmbInstrument_ = nullptr, *cmbInterface_ = nullptr, *cmbInterfaceScan_ = nullptr;
-    QLineEdit *txtResource_ = nullptr, *txtServer_ = nullptr, *txtResourceScan_ = nullptr;
+    QLineEdit *txtResource_ = nullptr, *txtServer_ = nullptr;
+    // A few lines: a LAN scan's summary names hosts.
+    QPlainTextEdit* txtResourceScan_ = nullptr;
     QLineEdit* txtIPScan_[4] = {};
     QCheckBox* chkIncludeQVIB_ = nullptr;
     QPushButton* lblAllDevices_ = nullptr;

@@ -18,6 +18,7 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTimer>
 
@@ -90,7 +91,7 @@ protected:
         for (int i = 0; i < list->count(); ++i) out.push_back(list->item(i)->text().toStdString());
         return out;
     }
-    std::string status() const { return child<QLineEdit>("txtResourceScan")->text().toStdString(); }
+    std::string status() const { return child<QPlainTextEdit>("txtResourceScan")->toPlainText().toStdString(); }
 
     qvtest::TempDir dir;
     std::string ini = dir.file("Quilvane.ini");
