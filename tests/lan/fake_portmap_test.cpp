@@ -89,7 +89,8 @@ TEST_P(FakeKinds, SendsItsBytesFromItsAddress) {
 
 INSTANTIATE_TEST_SUITE_P(
     Kinds, FakeKinds,
-    ::testing::Values(KindCase{Kind::Valid, {kValid}}, KindCase{Kind::Short27, {Bytes(kValid.begin(), kValid.end() - 1)}},
+    ::testing::Values(KindCase{Kind::Valid, {kValid}},
+                      KindCase{Kind::Short27, {Bytes(kValid.begin(), kValid.end() - 1)}},
                       KindCase{Kind::Long29, {with(Bytes(29, 0), 0, kValid)}},
                       KindCase{Kind::SwappedXid, {with(kValid, 0, {0x22, 0x22, 0x22, 0x21})}},
                       KindCase{Kind::Duplicate, {kValid, kValid}}, KindCase{Kind::Silent, {}}));

@@ -120,7 +120,8 @@ TEST_P(DiscoveryCall, OneReplyPerInstrumentFromItsOwnAddress) {
     for (const auto& r : replies) {
         senders.push_back(r.from);
         ASSERT_EQ(r.bytes.size(), 28u) << r.from;
-        EXPECT_EQ(std::vector<uint8_t>(r.bytes.begin(), r.bytes.begin() + 4), (std::vector<uint8_t>{0x21, 0x22, 0x22, 0x22}))
+        EXPECT_EQ(std::vector<uint8_t>(r.bytes.begin(), r.bytes.begin() + 4),
+                  (std::vector<uint8_t>{0x21, 0x22, 0x22, 0x22}))
             << r.from;
         EXPECT_EQ(lastWord(r.bytes), vxi11Port[r.from]) << r.from;
     }
