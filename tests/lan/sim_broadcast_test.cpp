@@ -13,6 +13,7 @@
 #include <cstring>
 #include <map>
 
+#include "instrument_directory/lan_discovery.h"
 #include "instrument_io/visa/visa.h"
 #include "sim/profiles.h"
 #include "test_support.h"
@@ -26,17 +27,10 @@ struct Datagram {
     std::vector<uint8_t> bytes;
 };
 
-void putU32(std::vector<uint8_t>& out, uint32_t v) {
-    for (int shift = 24; shift >= 0; shift -= 8) out.push_back(uint8_t(v >> shift));
-}
-
-// GETPORT for the VXI-11 core channel over TCP, with the discovery call's
-// transaction bytes 21 22 22 22.
+// The call the program broadcasts.
 std::vector<uint8_t> discoveryCall() {
-    std::vector<uint8_t> call;
-    for (uint32_t word : {0x21222222u, 0u, 2u, 100000u, 2u, 3u, 0u, 0u, 0u, 0u, 0x0607AFu, 1u, 6u, 0u})
-        putU32(call, word);
-    return call;
+    auto packet = qv::dir::DiscoveryPacket();
+    return std::vector<uint8_t>(packet.begin(), packet.end());
 }
 
 // Sends the call from host:localPort to to:111 and collects every reply
