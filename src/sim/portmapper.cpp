@@ -154,9 +154,16 @@ bool isBroadcastAddress(uint32_t addressNet) {
     ifaddrs* list = nullptr;
     if (::getifaddrs(&list) != 0) return false;
     bool found = false;
+    // Worked out from address and mask rather than read from ifa_broadaddr:
+    // for an address added without one, that field holds the address itself.
     for (ifaddrs* i = list; i && !found; i = i->ifa_next) {
-        if (!(i->ifa_flags & IFF_BROADCAST) || !i->ifa_broadaddr || i->ifa_broadaddr->sa_family != AF_INET) continue;
-        found = reinterpret_cast<const sockaddr_in*>(i->ifa_broadaddr)->sin_addr.s_addr == addressNet;
+        if (!(i->ifa_flags & IFF_BROADCAST) || !i->ifa_addr || !i->ifa_netmask || i->ifa_addr->sa_family != AF_INET ||
+            i->ifa_netmask->sa_family != AF_INET)
+            continue;
+        uint32_t address = ntohl(reinterpret_cast<const sockaddr_in*>(i->ifa_addr)->sin_addr.s_addr);
+        uint32_t mask = ntohl(reinterpret_cast<const sockaddr_in*>(i->ifa_netmask)->sin_addr.s_addr);
+        if (mask >= 0xFFFFFFFEu) continue;  // /31 and /32 have no broadcast address
+        found = htonl(address | ~mask) == addressNet;
     }
     ::freeifaddrs(list);
     return found;

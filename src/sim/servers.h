@@ -43,7 +43,8 @@ void servePortmapTcp(const PortmapContext& ctx, int fd, int stopFd);
 // from that address's own socket, as separate instruments would answer.
 void servePortmapUdp(const std::vector<std::pair<int, PortmapContext>>& sockets, int broadcastFd, int stopFd);
 // Whether a datagram's destination is a broadcast address (255.255.255.255
-// or the broadcast address of an interface); addressNet in network order.
+// or the broadcast address of an interface's subnet); addressNet in
+// network order.
 bool isBroadcastAddress(uint32_t addressNet);
 // Builds the reply to one port mapper call record; false: no reply (not a call).
 bool portmapReply(const PortmapContext& ctx, const uint8_t* data, size_t size, std::vector<uint8_t>& reply);

@@ -129,8 +129,9 @@ INSTANTIATE_TEST_SUITE_P(
                       CallCase{"255.255.255.255", {kNetInstruments[0], kNetInstruments[1]}},
                       // A unicast is answered by that address's own socket alone.
                       CallCase{kNetInstruments[1], {kNetInstruments[1]}},
-                      // The computer's own address is no instrument's.
-                      CallCase{kNetHost, {}}));
+                      // No instrument's: the computer's own address, and a lab
+                      // address that has no broadcast address of its own.
+                      CallCase{kNetHost, {}}, CallCase{kNetInstruments[2], {}}));
 
 TEST_F(LabNetwork, VisaOpensEachInstrumentByItsAddress) {
     ::unsetenv("QUILVANE_PORTMAPPER_PORT");  // port 111, as on a real network
