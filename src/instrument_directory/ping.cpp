@@ -13,7 +13,10 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <algorithm>
 #include <map>
+#include <string>
+#include <vector>
 
 namespace qv::dir {
 
@@ -44,128 +47,224 @@ int remainingMs(Clock::time_point end) {
     return left < 0 ? 0 : int(left);
 }
 
-// An ICMP error about one of our echoes, as a status of the table.
-int errorStatus(uint8_t type, uint8_t code) {
+}  // namespace
+
+int IcmpErrorStatus(uint8_t type, uint8_t code) {
     if (type == ICMP_DEST_UNREACH) {
         switch (code) {
         case ICMP_NET_UNREACH: return kPingDestNetUnreachable;
         case ICMP_HOST_UNREACH: return kPingDestHostUnreachable;
         case ICMP_PROT_UNREACH: return kPingDestProtUnreachable;
         case ICMP_PORT_UNREACH: return kPingDestPortUnreachable;
-        default: return kPingDestHostUnreachable;
+        case ICMP_FRAG_NEEDED: return 11009;  // ip packet too_big
+        case ICMP_SR_FAILED: return 11012;    // ip bad route
+        case ICMP_NET_UNKNOWN:
+        case ICMP_NET_ANO:
+        case ICMP_NET_UNR_TOS: return kPingDestNetUnreachable;
+        default: return kPingDestHostUnreachable;  // unknown, prohibited, filtered
         }
     }
-    if (type == ICMP_TIME_EXCEEDED) return kPingTtlExpiredTransit;
+    if (type == ICMP_TIME_EXCEEDED) return code == ICMP_EXC_FRAGTIME ? 11014 : kPingTtlExpiredTransit;
     if (type == ICMP_PARAMETERPROB) return kPingParamProblem;
     if (type == ICMP_SOURCE_QUENCH) return kPingSourceQuench;
     return -1;
 }
 
-// One echo on an open socket. raw: replies carry the IP header and every
-// ICMP packet of the host arrives, so ours are picked by id and sequence.
-int echo(int fd, bool raw, const in_addr& dest, int timeoutMs, int& rttMs, int& size) {
-    static std::atomic<uint16_t> sequence{1};
-    const uint16_t seq = sequence++;
-    const uint16_t id = uint16_t(::getpid());
-    uint8_t packet[sizeof(icmphdr) + kEchoDataLen] = {};
+namespace {
+
+uint16_t echoId() { return uint16_t(::getpid()); }
+
+// Sequence numbers are unique within the process, so that a late reply to
+// an earlier ping is never taken for the answer to a later one.
+uint16_t takeSequences(uint16_t count) {
+    static std::atomic<uint16_t> next{1};
+    return next.fetch_add(count);
+}
+
+std::vector<uint8_t> echoPacket(uint16_t id, uint16_t seq) {
+    std::vector<uint8_t> packet(sizeof(icmphdr) + kEchoDataLen, 0);
     icmphdr hdr{};
     hdr.type = ICMP_ECHO;
     hdr.un.echo.id = htons(id);
     hdr.un.echo.sequence = htons(seq);
-    std::memcpy(packet, &hdr, sizeof hdr);
-    std::memcpy(packet + sizeof hdr, kEchoData, kEchoDataLen);
-    const uint16_t sum = checksum(packet, sizeof packet);
-    std::memcpy(packet + offsetof(icmphdr, checksum), &sum, sizeof sum);
+    std::memcpy(packet.data(), &hdr, sizeof hdr);
+    std::memcpy(packet.data() + sizeof hdr, kEchoData, kEchoDataLen);
+    const uint16_t sum = checksum(packet.data(), packet.size());
+    std::memcpy(packet.data() + offsetof(icmphdr, checksum), &sum, sizeof sum);
+    return packet;
+}
 
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_addr = dest;
+// The ICMP socket this process may open. The datagram socket needs no
+// privilege where net.ipv4.ping_group_range admits our group; the raw one
+// needs CAP_NET_RAW.
+int openIcmp(bool& raw, std::string* why) {
+    raw = false;
+    int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_ICMP);
+    if (fd >= 0) return fd;
+    const int dgramErr = errno;
+    fd = ::socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP);
+    if (fd >= 0) {
+        raw = true;
+        return fd;
+    }
+    if (why)
+        *why = std::string("no ICMP socket: datagram ") + std::strerror(dgramErr) + " (our group is outside " +
+               "net.ipv4.ping_group_range), raw " + std::strerror(errno) + " (no CAP_NET_RAW)";
+    return -1;
+}
+
+// What one received packet says: the index (sequence - first) of the echo
+// it answers or reports on, and the status. False: not about ours.
+bool readReply(const uint8_t* buf, size_t n, bool raw, uint16_t id, uint16_t first, size_t count,
+               const sockaddr_in& from, const std::vector<in_addr>& dests, size_t& index, int& status,
+               int& size) {
+    size_t off = 0;
+    if (raw) {
+        if (n < sizeof(iphdr)) return false;
+        off = size_t(buf[0] & 0x0F) * 4;
+    }
+    if (n < off + sizeof(icmphdr)) return false;
+    icmphdr got{};
+    std::memcpy(&got, buf + off, sizeof got);
+    if (got.type == ICMP_ECHOREPLY) {
+        // The datagram socket's kernel owns the id; the sequence is ours.
+        if (raw && ntohs(got.un.echo.id) != id) return false;
+        index = uint16_t(ntohs(got.un.echo.sequence) - first);
+        if (index >= count || from.sin_addr.s_addr != dests[index].s_addr) return false;
+        status = kPingSuccess;
+        size = int(n - off - sizeof(icmphdr));
+        return true;
+    }
+    if (!raw) return false;
+    status = IcmpErrorStatus(got.type, got.code);
+    if (status < 0) return false;
+    // The error quotes our packet: IP header, then our ICMP header.
+    const size_t inner = off + sizeof(icmphdr);
+    if (n < inner + sizeof(iphdr)) return false;
+    const size_t innerIcmp = inner + size_t(buf[inner] & 0x0F) * 4;
+    if (n < innerIcmp + sizeof(icmphdr)) return false;
+    icmphdr quoted{};
+    std::memcpy(&quoted, buf + innerIcmp, sizeof quoted);
+    if (quoted.type != ICMP_ECHO || ntohs(quoted.un.echo.id) != id) return false;
+    index = uint16_t(ntohs(quoted.un.echo.sequence) - first);
+    return index < count;
+}
+
+// Echoes to every destination on one socket, then the replies until every
+// one is answered or waitMs has passed. status and rtt by index.
+void echoAll(int fd, bool raw, const std::vector<in_addr>& dests, int waitMs, const SweepHooks& hooks,
+             std::vector<int>& status, std::vector<int>& rtt, std::vector<int>& size) {
+    const uint16_t id = echoId();
+    const uint16_t first = takeSequences(uint16_t(dests.size()));
     const auto start = Clock::now();
-    const auto end = start + std::chrono::milliseconds(timeoutMs);
-    if (::sendto(fd, packet, sizeof packet, MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&to), sizeof to) < 0)
-        return errno == ENETUNREACH ? kPingDestNetUnreachable
-               : errno == EHOSTUNREACH ? kPingDestHostUnreachable
-                                       : kPingGeneralFailure;
-    for (;;) {
+    std::vector<Clock::time_point> sentAt(dests.size(), start);
+    size_t open = 0;
+    for (size_t i = 0; i < dests.size(); ++i) {
+        if (status[i] != kPingTimeout) continue;
+        const auto packet = echoPacket(id, uint16_t(first + i));
+        sockaddr_in to{};
+        to.sin_family = AF_INET;
+        to.sin_addr = dests[i];
+        sentAt[i] = Clock::now();
+        if (::sendto(fd, packet.data(), packet.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&to),
+                     sizeof to) < 0)
+            status[i] = errno == ENETUNREACH    ? kPingDestNetUnreachable
+                        : errno == EHOSTUNREACH ? kPingDestHostUnreachable
+                        : errno == EACCES       ? kPingBadDestination  // a broadcast address
+                                                : kPingGeneralFailure;
+        else
+            ++open;
+    }
+    const auto end = Clock::now() + std::chrono::milliseconds(waitMs);
+    // Short polls when events must run, one long one otherwise.
+    const int slice = hooks.processEvents || hooks.cancelled ? 20 : waitMs;
+    while (open > 0) {
+        if (hooks.processEvents) hooks.processEvents();
+        if (hooks.cancelled && hooks.cancelled()) return;
+        const int left = remainingMs(end);
+        if (left <= 0) return;
         pollfd p{fd, POLLIN, 0};
-        int left = remainingMs(end);
-        int r = ::poll(&p, 1, left);
-        if (r < 0 && errno == EINTR) continue;
-        if (r <= 0) return kPingTimeout;
-        uint8_t buf[1500];
-        sockaddr_in from{};
-        socklen_t fl = sizeof from;
-        ssize_t n = ::recvfrom(fd, buf, sizeof buf, MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from), &fl);
-        if (n < 0) {
-            if (errno == EAGAIN || errno == EINTR) continue;
-            return kPingGeneralFailure;
+        const int r = ::poll(&p, 1, std::min(left, slice));
+        if (r < 0 && errno != EINTR) return;
+        if (r <= 0) continue;
+        for (;;) {
+            uint8_t buf[1500];
+            sockaddr_in from{};
+            socklen_t fl = sizeof from;
+            const ssize_t n = ::recvfrom(fd, buf, sizeof buf, MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from), &fl);
+            if (n < 0) break;
+            size_t index = 0;
+            int st = 0, sz = 0;
+            if (!readReply(buf, size_t(n), raw, id, first, dests.size(), from, dests, index, st, sz)) continue;
+            if (status[index] != kPingTimeout) continue;  // answered already
+            status[index] = st;
+            size[index] = sz;
+            rtt[index] = int(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - sentAt[index]).count());
+            --open;
         }
-        size_t off = 0;
-        if (raw) {
-            if (size_t(n) < sizeof(iphdr)) continue;
-            off = size_t(buf[0] & 0x0F) * 4;
-        }
-        if (size_t(n) < off + sizeof(icmphdr)) continue;
-        icmphdr got{};
-        std::memcpy(&got, buf + off, sizeof got);
-        if (got.type == ICMP_ECHOREPLY) {
-            if (from.sin_addr.s_addr != dest.s_addr) continue;
-            // The datagram socket's kernel owns the id; the sequence is ours.
-            if (ntohs(got.un.echo.sequence) != seq) continue;
-            if (raw && ntohs(got.un.echo.id) != id) continue;
-            rttMs = int(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
-            size = int(size_t(n) - off - sizeof(icmphdr));
-            return kPingSuccess;
-        }
-        if (!raw) continue;
-        int status = errorStatus(got.type, got.code);
-        if (status < 0) continue;
-        // The error quotes our packet: IP header, then our ICMP header.
-        size_t inner = off + sizeof(icmphdr);
-        if (size_t(n) < inner + sizeof(iphdr)) continue;
-        size_t innerIcmp = inner + size_t(buf[inner] & 0x0F) * 4;
-        if (size_t(n) < innerIcmp + sizeof(icmphdr)) continue;
-        icmphdr quoted{};
-        std::memcpy(&quoted, buf + innerIcmp, sizeof quoted);
-        if (quoted.type == ICMP_ECHO && ntohs(quoted.un.echo.id) == id && ntohs(quoted.un.echo.sequence) == seq)
-            return status;
     }
 }
 
-// Where no ICMP socket is allowed (no raw privilege, our group outside
-// ping_group_range) a LAN instrument must still be reachable: a TCP connect
-// to the port mapper port answers the same question, as a refused
-// connection also proves the host is there.
-int tcpProbe(const in_addr& dest, int timeoutMs, int& rttMs) {
-    Fd s;
-    s.fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (s.fd < 0) return kPingNoResources;
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(111);
-    to.sin_addr = dest;
+// Where no ICMP socket may be opened a host is still found by a TCP connect
+// to the port mapper port, which every VXI-11 instrument serves; a refused
+// connection proves the host too. All connects run at once.
+void probeAll(const std::vector<in_addr>& dests, int waitMs, const SweepHooks& hooks, std::vector<int>& status,
+              std::vector<int>& rtt) {
+    std::vector<Fd> socks(dests.size());
+    std::vector<pollfd> polls;
+    std::vector<size_t> owner;
     const auto start = Clock::now();
-    int r = ::connect(s.fd, reinterpret_cast<const sockaddr*>(&to), sizeof to);
-    int err = r == 0 ? 0 : errno;
-    if (err == EINPROGRESS) {
-        pollfd p{s.fd, POLLOUT, 0};
-        const auto end = start + std::chrono::milliseconds(timeoutMs);
-        int n;
-        do {
-            n = ::poll(&p, 1, remainingMs(end));
-        } while (n < 0 && errno == EINTR);
-        if (n <= 0) return kPingTimeout;
-        socklen_t len = sizeof err;
-        if (::getsockopt(s.fd, SOL_SOCKET, SO_ERROR, &err, &len) != 0) return kPingGeneralFailure;
+    for (size_t i = 0; i < dests.size(); ++i) {
+        if (status[i] != kPingTimeout) continue;
+        socks[i].fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+        if (socks[i].fd < 0) {
+            status[i] = kPingNoResources;
+            continue;
+        }
+        sockaddr_in to{};
+        to.sin_family = AF_INET;
+        to.sin_port = htons(111);
+        to.sin_addr = dests[i];
+        const int r = ::connect(socks[i].fd, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+        const int err = r == 0 ? 0 : errno;
+        if (err == EINPROGRESS) {
+            polls.push_back({socks[i].fd, POLLOUT, 0});
+            owner.push_back(i);
+        } else if (err == 0 || err == ECONNREFUSED) {
+            status[i] = kPingSuccess;
+        } else {
+            status[i] = err == ENETUNREACH ? kPingDestNetUnreachable : kPingDestHostUnreachable;
+        }
     }
-    rttMs = int(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
-    if (err == 0 || err == ECONNREFUSED) return kPingSuccess;
-    if (err == ENETUNREACH) return kPingDestNetUnreachable;
-    if (err == EHOSTUNREACH) return kPingDestHostUnreachable;
-    return kPingGeneralFailure;
+    const auto end = start + std::chrono::milliseconds(waitMs);
+    size_t open = polls.size();
+    while (open > 0) {
+        if (hooks.processEvents) hooks.processEvents();
+        if (hooks.cancelled && hooks.cancelled()) return;
+        const int left = remainingMs(end);
+        if (left <= 0) return;
+        const int r = ::poll(polls.data(), polls.size(), std::min(left, 20));
+        if (r < 0 && errno != EINTR) return;
+        if (r <= 0) continue;
+        for (size_t k = 0; k < polls.size(); ++k) {
+            if (polls[k].fd < 0 || !polls[k].revents) continue;
+            const size_t i = owner[k];
+            int err = 0;
+            socklen_t len = sizeof err;
+            if (::getsockopt(polls[k].fd, SOL_SOCKET, SO_ERROR, &err, &len) != 0) err = EIO;
+            status[i] = err == 0 || err == ECONNREFUSED ? kPingSuccess
+                        : err == ENETUNREACH            ? kPingDestNetUnreachable
+                        : err == EHOSTUNREACH           ? kPingDestHostUnreachable
+                                                        : kPingGeneralFailure;
+            rtt[i] = int(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
+            polls[k].fd = -1;  // poll skips it from now on
+            --open;
+        }
+    }
 }
 
 PingFunction g_ping = nullptr;
+thread_local int t_lastScanStatus = kPingSuccess;
 
 }  // namespace
 
@@ -198,40 +297,90 @@ std::string PingStatusText(int status) {
         {11023, "ip addr added"},
         {11050, "ip general failure"},
         {11255, "ip pending"},
+        {kPingNotPermitted, "ping not permitted: this system lets the program open no ICMP socket"},
     };
     auto it = texts.find(status);
     return it == texts.end() ? "unknown msg returned" : it->second;
 }
 
-bool Ping(std::string& address, int timeoutMs) {
-    if (timeoutMs < 1) timeoutMs = 1;
-    if (timeoutMs > 10000) timeoutMs = 10000;
+std::string IcmpSocketKind(std::string* why) {
+    bool raw = false;
+    Fd s;
+    s.fd = openIcmp(raw, why);
+    if (s.fd < 0) return std::string();
+    return raw ? "raw" : "datagram";
+}
+
+namespace {
+
+// One echo: the status, and the text Ping hands back.
+int pingOnce(const std::string& address, int timeoutMs, std::string& text) {
+    timeoutMs = std::clamp(timeoutMs, 1, 10000);
     in_addr dest{};
     if (inet_pton(AF_INET, address.c_str(), &dest) != 1) {
-        address = PingStatusText(kPingBadDestination);
-        return false;
+        text = PingStatusText(kPingBadDestination);
+        return kPingBadDestination;
     }
-    // The datagram socket needs no privilege where ping_group_range admits
-    // our group; the raw socket needs CAP_NET_RAW.
     Fd s;
     bool raw = false;
-    s.fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_ICMP);
+    std::string why;
+    s.fd = openIcmp(raw, &why);
     if (s.fd < 0) {
-        s.fd = ::socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP);
-        raw = true;
+        text = PingStatusText(kPingNotPermitted) + " (" + why + ")";
+        return kPingNotPermitted;
     }
-    int rtt = 0, size = 0;
-    const int status = s.fd < 0 ? tcpProbe(dest, timeoutMs, rtt) : echo(s.fd, raw, dest, timeoutMs, rtt, size);
-    if (status != kPingSuccess) {
-        address = PingStatusText(status);
-        return false;
+    std::vector<int> status{kPingTimeout}, rtt{0}, size{0};
+    echoAll(s.fd, raw, {dest}, timeoutMs, {}, status, rtt, size);
+    text = PingStatusText(status[0]);
+    if (status[0] == kPingSuccess)
+        text += " " + std::to_string(rtt[0]) + " ms " + std::to_string(size[0]) + " bytes";
+    return status[0];
+}
+
+}  // namespace
+
+bool Ping(std::string& address, int timeoutMs) {
+    std::string text;
+    const int status = pingOnce(address, timeoutMs, text);
+    address = text;
+    return status == kPingSuccess;
+}
+
+std::vector<int> PingSweep(const std::vector<std::string>& addresses, int waitMs, const SweepHooks& hooks,
+                           bool* probedByTcp) {
+    waitMs = std::clamp(waitMs, 1, 60000);
+    std::vector<int> status(addresses.size(), kPingTimeout), rtt(addresses.size(), 0), size(addresses.size(), 0);
+    std::vector<in_addr> dests(addresses.size());
+    for (size_t i = 0; i < addresses.size(); ++i)
+        if (inet_pton(AF_INET, addresses[i].c_str(), &dests[i]) != 1) status[i] = kPingBadDestination;
+    if (probedByTcp) *probedByTcp = false;
+    if (addresses.empty()) return status;
+    Fd s;
+    bool raw = false;
+    s.fd = openIcmp(raw, nullptr);
+    if (s.fd >= 0) {
+        echoAll(s.fd, raw, dests, waitMs, hooks, status, rtt, size);
+    } else {
+        if (probedByTcp) *probedByTcp = true;
+        probeAll(dests, waitMs, hooks, status, rtt);
     }
-    address = PingStatusText(kPingSuccess) + " " + std::to_string(rtt) + " ms " + std::to_string(size) + " bytes";
-    return true;
+    return status;
 }
 
 void setPingFunction(PingFunction f) { g_ping = f; }
 
-bool ScanPing(std::string& address) { return g_ping ? g_ping(address, kPingTimeoutMs) : Ping(address, kPingTimeoutMs); }
+bool ScanPing(std::string& address) {
+    if (g_ping) {
+        const bool ok = g_ping(address, kPingTimeoutMs);
+        t_lastScanStatus = ok ? kPingSuccess : kPingTimeout;
+        return ok;
+    }
+    std::string text;
+    t_lastScanStatus = pingOnce(address, kPingTimeoutMs, text);
+    address = text;
+    return t_lastScanStatus == kPingSuccess;
+}
+
+int LastScanPingStatus() { return t_lastScanStatus; }
 
 }  // namespace qv::dir

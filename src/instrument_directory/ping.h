@@ -5,6 +5,7 @@
 // (a refusal proves the host too). Every ping is bounded.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -30,6 +31,9 @@ inline constexpr int kPingGeneralFailure = 11050;
 inline constexpr int kPingNotPermitted = 11900;
 
 std::string PingStatusText(int status);
+// An ICMP error message (type, code) about an echo of ours as a status of
+// the table; -1 for types that say nothing about the echo.
+int IcmpErrorStatus(uint8_t type, uint8_t code);
 
 // Which ICMP socket this process may open: "datagram", "raw", or empty with
 // why (the system's reasons and what would allow it) in why.

@@ -227,7 +227,15 @@ bool VISAScan::ReadScanList(std::vector<std::string>& resources, std::vector<std
             ClsIPResolve ip;
             const std::string address = ip.NameToAddress(hostName);
             std::string probe = address;
-            if (!address.empty() && ScanPing(probe)) {
+            bool reachable = !address.empty() && ScanPing(probe);
+            // Without an ICMP socket a ping proves nothing either way: the
+            // row is opened, and its open tells whether the host is there.
+            if (!address.empty() && !reachable && LastScanPingStatus() == kPingNotPermitted) {
+                app::rootDebug().LogMessage(3, "LAN row " + custom + " (" + address + ") opened without a ping: " +
+                                                   probe);
+                reachable = true;
+            }
+            if (reachable) {
                 if (ip.CheckIP(hostName)) {
                     resource += "|IP|" + ip.GetHostnameByAddr(address, 111);
                 } else {
