@@ -185,23 +185,29 @@ MdnsService* findService(std::vector<MdnsService>& found, const std::string& typ
     return it == found.end() ? nullptr : &*it;
 }
 
-TEST_F(Mdns, FindsTheAnnouncedInstrumentsWithTheirPortsAndForgetsThemWhenTheyGo) {
+TEST_F(Mdns, FindsIdentifiesAndAddsTheAnnouncedInstrumentsAndForgetsThemWhenTheyGo) {
     std::string why;
     ASSERT_TRUE(startBus(why)) << why;
     ASSERT_TRUE(startAvahi(why)) << why;
+    qvtest::loadShippedTables();
+    qvtest::ScriptedHost host;
+    qvtest::FakeResolver resolver;
+    const std::string ini = dir.file("Quilvane.ini");
+    qv::app::context().IniFilePath = ini;
+    ASSERT_TRUE(qvtest::writeFile(ini, "[Servers]\nServerEntry1=localhost\n[ScanEntriesServers]\nValue1=1\n"));
     qvtest::SimProcess sim;
     // kA has VXI-11 and a socket (VXI-11 is the better of the two); kB a socket only.
     ASSERT_TRUE(sim.start({"--profile", "TKD", "--vxi11", "--socket-port", "0", "--address", kA, "--profile", "KDC",
-                           "--socket-port", "0", "--address", kB, "--mdns"},
+                           "--socket-port", "0", "--address", kB, "--portmapper-port", "111", "--mdns"},
                           &why))
         << why;
+    ResetRecords();
 
     std::vector<MdnsService> found;
     const auto t0 = Clock::now();
     ASSERT_TRUE(BrowseMdns(8000, found, why)) << why;
     // It ends once the daemon has told all it knows, not at the time-out.
     EXPECT_LT(msSince(t0), 7000);
-
     ASSERT_EQ(found.size(), 3u);
     MdnsService* vxi = findService(found, "_vxi-11._tcp", kA);
     MdnsService* rawA = findService(found, "_scpi-raw._tcp", kA);
@@ -214,12 +220,18 @@ TEST_F(Mdns, FindsTheAnnouncedInstrumentsWithTheirPortsAndForgetsThemWhenTheyGo)
     EXPECT_EQ(rawB->name, "KDC simulated 2");
     EXPECT_EQ(rawB->host, "qvsim-10-77-0-3.local");
 
-    std::vector<LanCandidate> candidates = CandidatesFromServices(found);
-    ASSERT_EQ(candidates.size(), 2u);
-    std::sort(candidates.begin(), candidates.end(),
-              [](const LanCandidate& x, const LanCandidate& y) { return x.address < y.address; });
-    EXPECT_EQ(candidates[0].scanResource, "LAN::" + kA + "::INSTR");
-    EXPECT_EQ(candidates[1].scanResource, "TCPIP::" + kB + "::" + std::to_string(sim.socketPort(1)) + "::SOCKET");
+    // The same path as the broadcast's hosts: identified and added.
+    VISAScan scan;
+    LanScanner lan(ini, scan);
+    LanScanReport report;
+    lan.ScanCandidates(CandidatesFromServices(found), report);
+    ASSERT_EQ(report.found.size(), 2u) << report.summary();
+    std::sort(report.found.begin(), report.found.end(),
+              [](const LanFound& x, const LanFound& y) { return x.address < y.address; });
+    EXPECT_EQ(report.found[0].rowResource, "LAN::" + kA + "::INSTR");
+    EXPECT_EQ(report.found[0].identity, "TKD (TKD)");
+    EXPECT_EQ(report.found[1].rowResource, "RAW::TCPIP::" + kB + "::" + std::to_string(sim.socketPort(1)) + "::SOCKET");
+    EXPECT_EQ(ReadDeviceRows(ini).size(), 2u);
 
     // A simulator that ends withdraws its services: they go within the
     // second mDNS leaves a withdrawn record, not after their lifetime.
@@ -229,41 +241,6 @@ TEST_F(Mdns, FindsTheAnnouncedInstrumentsWithTheirPortsAndForgetsThemWhenTheyGo)
         ASSERT_TRUE(BrowseMdns(3000, found, why)) << why;
     } while (!found.empty() && msSince(t1) < 5000);
     EXPECT_TRUE(found.empty()) << found.front().name;
-}
-
-TEST_F(Mdns, TheFoundInstrumentsAreIdentifiedAndAddedAsTheBroadcastsAre) {
-    std::string why;
-    ASSERT_TRUE(startBus(why)) << why;
-    ASSERT_TRUE(startAvahi(why)) << why;
-    qvtest::loadShippedTables();
-    qvtest::ScriptedHost host;
-    qvtest::FakeResolver resolver;
-    const std::string ini = dir.file("Quilvane.ini");
-    qv::app::context().IniFilePath = ini;
-    ASSERT_TRUE(qvtest::writeFile(ini, "[Servers]\nServerEntry1=localhost\n[ScanEntriesServers]\nValue1=1\n"));
-    qvtest::SimProcess sim;
-    ASSERT_TRUE(sim.start({"--profile", "TKD", "--vxi11", "--address", kA, "--profile", "KDC", "--socket-port", "0",
-                           "--address", kB, "--portmapper-port", "111", "--mdns"},
-                          &why))
-        << why;
-    ResetRecords();
-
-    std::vector<MdnsService> found;
-    ASSERT_TRUE(BrowseMdns(kMdnsBrowseMs, found, why)) << why;
-    VISAScan scan;
-    LanScanner lan(ini, scan);
-    LanScanReport report;
-    lan.ScanCandidates(CandidatesFromServices(found), report);
-
-    ASSERT_EQ(report.found.size(), 2u) << report.summary();
-    std::sort(report.found.begin(), report.found.end(),
-              [](const LanFound& x, const LanFound& y) { return x.address < y.address; });
-    EXPECT_EQ(report.found[0].rowResource, "LAN::" + kA + "::INSTR");
-    EXPECT_EQ(report.found[0].identity, "TKD (TKD)");
-    // The only socket of the simulator is kB's.
-    EXPECT_EQ(report.found[1].rowResource, "RAW::TCPIP::" + kB + "::" + std::to_string(sim.socketPort(0)) + "::SOCKET");
-    EXPECT_TRUE(report.found[0].added && report.found[1].added);
-    EXPECT_EQ(ReadDeviceRows(ini).size(), 2u);
 }
 
 // Without a daemon the browse says so at once, whether the system bus is
