@@ -70,6 +70,44 @@ int IcmpErrorStatus(uint8_t type, uint8_t code) {
     return -1;
 }
 
+bool ReadIcmpReply(const uint8_t* buf, size_t n, bool raw, uint32_t from, const EchoBatch& batch, size_t& index,
+                   int& status, int& size) {
+    if (!buf) return false;
+    const size_t count = batch.destinations.size();
+    size_t off = 0;
+    if (raw) {
+        if (n < sizeof(iphdr)) return false;
+        off = size_t(buf[0] & 0x0F) * 4;
+    }
+    if (n < off + sizeof(icmphdr)) return false;
+    icmphdr got{};
+    std::memcpy(&got, buf + off, sizeof got);
+    if (got.type == ICMP_ECHOREPLY) {
+        // The datagram socket's kernel owns the id; the sequence is ours.
+        if (raw && ntohs(got.un.echo.id) != batch.id) return false;
+        index = uint16_t(ntohs(got.un.echo.sequence) - batch.firstSequence);
+        if (index >= count || from != batch.destinations[index]) return false;
+        status = kPingSuccess;
+        size = int(n - off - sizeof(icmphdr));
+        return true;
+    }
+    if (!raw) return false;
+    const int st = IcmpErrorStatus(got.type, got.code);
+    if (st < 0) return false;
+    // The error quotes our packet: IP header, then our ICMP header.
+    const size_t inner = off + sizeof(icmphdr);
+    if (n < inner + sizeof(iphdr)) return false;
+    const size_t innerIcmp = inner + size_t(buf[inner] & 0x0F) * 4;
+    if (n < innerIcmp + sizeof(icmphdr)) return false;
+    icmphdr quoted{};
+    std::memcpy(&quoted, buf + innerIcmp, sizeof quoted);
+    if (quoted.type != ICMP_ECHO || ntohs(quoted.un.echo.id) != batch.id) return false;
+    index = uint16_t(ntohs(quoted.un.echo.sequence) - batch.firstSequence);
+    if (index >= count) return false;
+    status = st;
+    return true;
+}
+
 namespace {
 
 uint16_t echoId() { return uint16_t(::getpid()); }
@@ -113,49 +151,14 @@ int openIcmp(bool& raw, std::string* why) {
     return -1;
 }
 
-// What one received packet says: the index (sequence - first) of the echo
-// it answers or reports on, and the status. False: not about ours.
-bool readReply(const uint8_t* buf, size_t n, bool raw, uint16_t id, uint16_t first, size_t count,
-               const sockaddr_in& from, const std::vector<in_addr>& dests, size_t& index, int& status,
-               int& size) {
-    size_t off = 0;
-    if (raw) {
-        if (n < sizeof(iphdr)) return false;
-        off = size_t(buf[0] & 0x0F) * 4;
-    }
-    if (n < off + sizeof(icmphdr)) return false;
-    icmphdr got{};
-    std::memcpy(&got, buf + off, sizeof got);
-    if (got.type == ICMP_ECHOREPLY) {
-        // The datagram socket's kernel owns the id; the sequence is ours.
-        if (raw && ntohs(got.un.echo.id) != id) return false;
-        index = uint16_t(ntohs(got.un.echo.sequence) - first);
-        if (index >= count || from.sin_addr.s_addr != dests[index].s_addr) return false;
-        status = kPingSuccess;
-        size = int(n - off - sizeof(icmphdr));
-        return true;
-    }
-    if (!raw) return false;
-    status = IcmpErrorStatus(got.type, got.code);
-    if (status < 0) return false;
-    // The error quotes our packet: IP header, then our ICMP header.
-    const size_t inner = off + sizeof(icmphdr);
-    if (n < inner + sizeof(iphdr)) return false;
-    const size_t innerIcmp = inner + size_t(buf[inner] & 0x0F) * 4;
-    if (n < innerIcmp + sizeof(icmphdr)) return false;
-    icmphdr quoted{};
-    std::memcpy(&quoted, buf + innerIcmp, sizeof quoted);
-    if (quoted.type != ICMP_ECHO || ntohs(quoted.un.echo.id) != id) return false;
-    index = uint16_t(ntohs(quoted.un.echo.sequence) - first);
-    return index < count;
-}
-
 // Echoes to every destination on one socket, then the replies until every
 // one is answered or waitMs has passed. status and rtt by index.
 void echoAll(int fd, bool raw, const std::vector<in_addr>& dests, int waitMs, const SweepHooks& hooks,
              std::vector<int>& status, std::vector<int>& rtt, std::vector<int>& size) {
     const uint16_t id = echoId();
     const uint16_t first = takeSequences(uint16_t(dests.size()));
+    EchoBatch batch{id, first, {}};
+    for (const in_addr& d : dests) batch.destinations.push_back(d.s_addr);
     const auto start = Clock::now();
     std::vector<Clock::time_point> sentAt(dests.size(), start);
     size_t open = 0;
@@ -195,7 +198,7 @@ void echoAll(int fd, bool raw, const std::vector<in_addr>& dests, int waitMs, co
             if (n < 0) break;
             size_t index = 0;
             int st = 0, sz = 0;
-            if (!readReply(buf, size_t(n), raw, id, first, dests.size(), from, dests, index, st, sz)) continue;
+            if (!ReadIcmpReply(buf, size_t(n), raw, from.sin_addr.s_addr, batch, index, st, sz)) continue;
             if (status[index] != kPingTimeout) continue;  // answered already
             status[index] = st;
             size[index] = sz;

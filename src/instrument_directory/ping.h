@@ -35,6 +35,20 @@ std::string PingStatusText(int status);
 // the table; -1 for types that say nothing about the echo.
 int IcmpErrorStatus(uint8_t type, uint8_t code);
 
+// The echoes of one batch: identifier, first sequence number (the i-th
+// destination has first + i), destinations in network order.
+struct EchoBatch {
+    uint16_t id = 0;
+    uint16_t firstSequence = 0;
+    std::vector<uint32_t> destinations;
+};
+// What one received packet says about the batch: the index of the echo it
+// answers or reports on, its status, and the reply's payload size. raw: the
+// packet starts with its IP header (raw sockets); from: the sender, network
+// order. False for anything not about ours (bounded reads only).
+bool ReadIcmpReply(const uint8_t* data, size_t size, bool raw, uint32_t from, const EchoBatch& batch, size_t& index,
+                   int& status, int& payload);
+
 // Which ICMP socket this process may open: "datagram", "raw", or empty with
 // why (the system's reasons and what would allow it) in why.
 std::string IcmpSocketKind(std::string* why = nullptr);

@@ -26,14 +26,16 @@ bool parseSeconds(const std::string& s, double& v) {
 std::string usageText() {
     return "usage: quilvane-sim --profile FAMILY [instrument options] [--profile FAMILY ...] [global options]\n"
            "\n"
-           "Serves simulated SCPI instruments on loopback.\n"
+           "Serves simulated SCPI instruments on loopback (or inside a private network namespace).\n"
            "\n"
            "Instrument options (apply to the --profile before them):\n"
            "  --socket-port N     raw SCPI socket on port N (0: a free port)\n"
            "  --vxi11             VXI-11 on a free port\n"
            "  --vxi11-port N      VXI-11 on port N\n"
            "  --pty               serve over a pseudo-terminal\n"
-           "  --address 127.0.0.X loopback address to listen on (default 127.0.0.1)\n"
+           "  --address A         address to listen on (default 127.0.0.1): 127.x.x.x, or\n"
+           "                      inside a private network namespace any IPv4 address of\n"
+           "                      this computer there\n"
            "  --root DIR          the instrument's file system (default: a temporary folder)\n"
            "  --no-files          leave its empty drives empty (no example files)\n"
            "  --log FILE          append every received message to FILE\n"
@@ -150,8 +152,9 @@ bool parseCommandLine(const std::vector<std::string>& args, CommandLine& out, st
             auto* c = current();
             if (!c || !value(v)) return false;
             in_addr addr{};
-            if (!parseLoopbackAddress(v, addr)) {
-                error = "--address '" + v + "': only loopback addresses (127.x.x.x) are allowed";
+            std::string why;
+            if (!parseListenAddress(v, addr, why)) {
+                error = "--address " + why;
                 return false;
             }
             c->address = v;

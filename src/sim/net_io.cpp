@@ -8,11 +8,13 @@
 #include <sys/eventfd.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 
 namespace qv::sim {
@@ -62,9 +64,81 @@ bool isStopped(int stopFd) {
     return ::poll(&p, 1, 0) > 0;
 }
 
-bool parseLoopbackAddress(const std::string& text, in_addr& out) {
-    if (::inet_pton(AF_INET, text.c_str(), &out) != 1) return false;
-    return (ntohl(out.s_addr) >> 24) == 127;
+namespace {
+
+// The interface names of /proc/PID/net/dev, sorted; false when unreadable.
+bool interfaceNames(const char* path, std::vector<std::string>& names, std::string& why) {
+    names.clear();
+    FILE* f = std::fopen(path, "re");
+    if (!f) {
+        why = std::string("cannot read ") + path + ": " + std::strerror(errno);
+        return false;
+    }
+    char line[512];
+    int lineNo = 0;
+    while (std::fgets(line, sizeof line, f) && lineNo < 10000) {
+        if (++lineNo <= 2) continue;  // two header lines
+        const char* colon = std::strchr(line, ':');
+        if (!colon) continue;
+        const char* start = line;
+        while (start < colon && *start == ' ') ++start;
+        names.emplace_back(start, size_t(colon - start));
+    }
+    std::fclose(f);
+    std::sort(names.begin(), names.end());
+    return true;
+}
+
+}  // namespace
+
+bool inPrivateNetworkNamespace(std::string* why) {
+    auto refuse = [&](const std::string& reason) {
+        if (why) *why = reason;
+        return false;
+    };
+    struct stat self{}, init{};
+    if (::stat("/proc/self/ns/net", &self) != 0)
+        return refuse(std::string("cannot read /proc/self/ns/net: ") + std::strerror(errno));
+    if (::stat("/proc/1/ns/net", &init) == 0) {
+        if (self.st_ino == init.st_ino && self.st_dev == init.st_dev)
+            return refuse("this process shares the network namespace of PID 1, the machine's own network");
+        return true;
+    }
+    // PID 1's link is often closed to us (another user namespace, a process
+    // that is not dumpable), but /proc/1/net still shows its interfaces. Two
+    // namespaces cannot share an interface, so different lists prove
+    // different namespaces; ours is read twice so that an interface coming
+    // or going meanwhile is not taken for proof.
+    std::string reason;
+    std::vector<std::string> before, theirs, after;
+    if (!interfaceNames("/proc/self/net/dev", before, reason) || !interfaceNames("/proc/1/net/dev", theirs, reason) ||
+        !interfaceNames("/proc/self/net/dev", after, reason))
+        return refuse("cannot compare this process's network with PID 1's: " + reason);
+    if (before != after) return refuse("the network interfaces changed while they were compared with PID 1's");
+    if (before == theirs)
+        return refuse("this process sees the same network interfaces as PID 1, so it is taken to be on the "
+                      "machine's own network");
+    return true;
+}
+
+bool parseListenAddress(const std::string& text, in_addr& out, std::string& error) {
+    const std::string rule = "only loopback addresses (127.x.x.x) are allowed";
+    if (::inet_pton(AF_INET, text.c_str(), &out) != 1) {
+        error = "'" + text + "' is not an IPv4 address; " + rule;
+        return false;
+    }
+    uint32_t host = ntohl(out.s_addr);
+    if ((host >> 24) == 127) return true;
+    if (host == INADDR_ANY || host == INADDR_BROADCAST || (host >> 28) == 0xE) {
+        error = "'" + text + "' is not a unicast address; " + rule;
+        return false;
+    }
+    std::string why;
+    if (!inPrivateNetworkNamespace(&why)) {
+        error = "'" + text + "': " + rule + " outside a private network namespace, and " + why;
+        return false;
+    }
+    return true;
 }
 
 bool StreamWriter::write(const void* data, size_t size, bool more) {

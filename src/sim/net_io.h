@@ -29,8 +29,16 @@ WaitResult waitFor(int fd, short events, int stopFd, int timeoutMs);
 bool sleepUnlessStopped(int stopFd, uint32_t ms);
 bool isStopped(int stopFd);
 
-// Parses a dotted IPv4 loopback address (127.x.x.x).
-bool parseLoopbackAddress(const std::string& text, in_addr& out);
+// True only when this process provably runs in a network namespace other
+// than PID 1's, i.e. not on the machine's own network: its namespace inode
+// differs from PID 1's, or (when that link cannot be read) the two list
+// different interfaces. why: the reason when false.
+bool inPrivateNetworkNamespace(std::string* why = nullptr);
+
+// An address the servers may listen on: loopback always, any other unicast
+// IPv4 address only inside a private network namespace, so that nothing
+// ever listens on a network outside the machine. error names the address.
+bool parseListenAddress(const std::string& text, in_addr& out, std::string& error);
 
 // Writes to a connected stream (socket or terminal) with bounded waits.
 class StreamWriter {

@@ -1,9 +1,12 @@
 // Our own port mapper, so that clients find the VXI-11 port without a
 // system rpcbind: version 2 (GETPORT, DUMP) and the GETADDR call of
-// versions 3 and 4, over TCP and UDP. Also the registration with a running
-// rpcbind, for setups that use the system's.
+// versions 3 and 4, over TCP and UDP, and on a private network the
+// broadcast GETPORT of instrument discovery. Also the registration with a
+// running rpcbind, for setups that use the system's.
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <ifaddrs.h>
+#include <net/if.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -146,17 +149,69 @@ void servePortmapTcp(const PortmapContext& ctx, int fd, int stopFd) {
     }
 }
 
-void servePortmapUdp(const std::vector<std::pair<int, PortmapContext>>& sockets, int stopFd) {
+bool isBroadcastAddress(uint32_t addressNet) {
+    if (addressNet == htonl(INADDR_BROADCAST)) return true;
+    ifaddrs* list = nullptr;
+    if (::getifaddrs(&list) != 0) return false;
+    bool found = false;
+    // Worked out from address and mask rather than read from ifa_broadaddr:
+    // for an address added without one, that field holds the address itself.
+    for (ifaddrs* i = list; i && !found; i = i->ifa_next) {
+        if (!(i->ifa_flags & IFF_BROADCAST) || !i->ifa_addr || !i->ifa_netmask || i->ifa_addr->sa_family != AF_INET ||
+            i->ifa_netmask->sa_family != AF_INET)
+            continue;
+        uint32_t address = ntohl(reinterpret_cast<const sockaddr_in*>(i->ifa_addr)->sin_addr.s_addr);
+        uint32_t mask = ntohl(reinterpret_cast<const sockaddr_in*>(i->ifa_netmask)->sin_addr.s_addr);
+        if (mask >= 0xFFFFFFFEu) continue;  // /31 and /32 have no broadcast address
+        found = htonl(address | ~mask) == addressNet;
+    }
+    ::freeifaddrs(list);
+    return found;
+}
+
+namespace {
+
+// Receives one datagram with the address it was sent to; false when there
+// is none (or it was cut).
+bool receiveWithDestination(int fd, uint8_t* buf, size_t size, size_t& got, sockaddr_in& from, uint32_t& toNet) {
+    iovec iov{buf, size};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(in_pktinfo))];
+    msghdr m{};
+    m.msg_name = &from;
+    m.msg_namelen = sizeof from;
+    m.msg_iov = &iov;
+    m.msg_iovlen = 1;
+    m.msg_control = control;
+    m.msg_controllen = sizeof control;
+    ssize_t n = ::recvmsg(fd, &m, MSG_DONTWAIT);
+    if (n <= 0 || (m.msg_flags & MSG_TRUNC) || m.msg_namelen != sizeof from) return false;
+    bool haveDestination = false;
+    for (cmsghdr* c = CMSG_FIRSTHDR(&m); c; c = CMSG_NXTHDR(&m, c)) {
+        if (c->cmsg_level != IPPROTO_IP || c->cmsg_type != IP_PKTINFO) continue;
+        in_pktinfo info{};
+        std::memcpy(&info, CMSG_DATA(c), sizeof info);
+        toNet = info.ipi_addr.s_addr;
+        haveDestination = true;
+    }
+    got = size_t(n);
+    return haveDestination;
+}
+
+}  // namespace
+
+void servePortmapUdp(const std::vector<std::pair<int, PortmapContext>>& sockets, int broadcastFd, int stopFd) {
     blockSigpipe();
     std::vector<pollfd> fds;
     for (const auto& s : sockets) fds.push_back({s.first, POLLIN, 0});
+    fds.push_back({broadcastFd, POLLIN, 0});  // poll skips a negative descriptor
     fds.push_back({stopFd, POLLIN, 0});
+    const size_t broadcastIndex = sockets.size();
     uint8_t buf[9000];
     for (;;) {
         int r = ::poll(fds.data(), fds.size(), -1);
         if (r < 0 && errno == EINTR) continue;
         if (r < 0 || (fds.back().revents & POLLIN)) return;
-        for (size_t i = 0; i + 1 < fds.size(); ++i) {
+        for (size_t i = 0; i < broadcastIndex; ++i) {
             if (!(fds[i].revents & POLLIN)) continue;
             sockaddr_in from{};
             socklen_t len = sizeof from;
@@ -165,6 +220,21 @@ void servePortmapUdp(const std::vector<std::pair<int, PortmapContext>>& sockets,
             std::vector<uint8_t> reply;
             if (portmapReply(sockets[i].second, buf, size_t(n), reply))
                 ::sendto(fds[i].fd, reply.data(), reply.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from), len);
+        }
+        if (!(fds[broadcastIndex].revents & POLLIN)) continue;
+        size_t n = 0;
+        sockaddr_in from{};
+        uint32_t to = 0;
+        // The wildcard socket also gets unicasts to addresses that are not
+        // an instrument's (the computer's own): those are nobody's call.
+        // Unicasts to an instrument's address go to its own socket, which
+        // the kernel prefers as the closer match, so they are answered once.
+        if (!receiveWithDestination(broadcastFd, buf, sizeof buf, n, from, to) || !isBroadcastAddress(to)) continue;
+        for (const auto& [fd, ctx] : sockets) {
+            if ((ntohl(ctx.address) >> 24) == 127 || ctx.vxi11Port == 0) continue;
+            std::vector<uint8_t> reply;
+            if (portmapReply(ctx, buf, n, reply))
+                ::sendto(fd, reply.data(), reply.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from), sizeof from);
         }
     }
 }

@@ -36,8 +36,16 @@ struct PortmapContext {
     int ownPort = 0;
 };
 void servePortmapTcp(const PortmapContext& ctx, int fd, int stopFd);
-// Answers datagrams on the UDP sockets until stop.
-void servePortmapUdp(const std::vector<std::pair<int, PortmapContext>>& sockets, int stopFd);
+// Answers datagrams on the UDP sockets until stop. broadcastFd (-1: none) is
+// bound to the wildcard address and sees the broadcasts the address-bound
+// sockets cannot: each call there that went to a broadcast address is
+// answered once for every non-loopback address with a VXI-11 instrument,
+// from that address's own socket, as separate instruments would answer.
+void servePortmapUdp(const std::vector<std::pair<int, PortmapContext>>& sockets, int broadcastFd, int stopFd);
+// Whether a datagram's destination is a broadcast address (255.255.255.255
+// or the broadcast address of an interface's subnet); addressNet in
+// network order.
+bool isBroadcastAddress(uint32_t addressNet);
 // Builds the reply to one port mapper call record; false: no reply (not a call).
 bool portmapReply(const PortmapContext& ctx, const uint8_t* data, size_t size, std::vector<uint8_t>& reply);
 

@@ -54,6 +54,7 @@ struct Simulator::Impl {
     std::vector<std::unique_ptr<Entry>> entries;
     std::map<uint32_t, Vxi11Context> vxi11ByAddress;
     std::vector<std::unique_ptr<PortmapEntry>> portmaps;
+    int broadcastUdp = -1;  // wildcard socket for broadcast calls, off loopback only
     std::thread udpThread;
     std::thread seeder;
     int portmapPort = -1;
@@ -96,18 +97,56 @@ bool Simulator::Impl::openPty(Entry& e, std::string& error) {
     return true;
 }
 
+namespace {
+
+// A UDP socket on address:port; SO_REUSEADDR so that the address-bound
+// sockets and the wildcard one for broadcasts can share the port.
+int openUdp(in_addr address, int port, std::string& error) {
+    int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0) {
+        error = std::string("cannot open a UDP socket: ") + std::strerror(errno);
+        return -1;
+    }
+    int one = 1;
+    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+    sockaddr_in sa{};
+    sa.sin_family = AF_INET;
+    sa.sin_addr = address;
+    sa.sin_port = htons(uint16_t(port));
+    if (::bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0) {
+        char text[INET_ADDRSTRLEN] = {};
+        ::inet_ntop(AF_INET, &address, text, sizeof text);
+        error = "cannot bind the port mapper's UDP port " + std::string(text) + ":" + std::to_string(port) + ": " +
+                std::strerror(errno);
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+}  // namespace
+
 bool Simulator::Impl::openPortmaps(int port, std::string& error) {
     // One port number on every address; with 0 the first free one is taken
     // for TCP and then asked of UDP and the other addresses, retrying a few
     // times if another program holds it.
     std::vector<in_addr> addresses;
+    bool offLoopback = false;
     for (const auto& e : entries) {
         bool seen = false;
         for (const auto& a : addresses) seen = seen || a.s_addr == e->address.s_addr;
         if (!seen) addresses.push_back(e->address);
+        offLoopback = offLoopback || (ntohl(e->address.s_addr) >> 24) != 127;
     }
-    for (int attempt = 0; attempt < 20; ++attempt) {
+    auto closeAll = [this] {
+        for (auto& pm : portmaps)
+            if (pm->udp >= 0) ::close(pm->udp);
         portmaps.clear();
+        if (broadcastUdp >= 0) ::close(broadcastUdp);
+        broadcastUdp = -1;
+    };
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        closeAll();
         int chosen = port;
         bool ok = true;
         for (const auto& a : addresses) {
@@ -117,15 +156,8 @@ bool Simulator::Impl::openPortmaps(int port, std::string& error) {
                 break;
             }
             chosen = pm->tcp.port();
-            pm->udp = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-            sockaddr_in sa{};
-            sa.sin_family = AF_INET;
-            sa.sin_addr = a;
-            sa.sin_port = htons(uint16_t(chosen));
-            if (pm->udp < 0 || ::bind(pm->udp, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0) {
-                error = "cannot bind the port mapper's UDP port " + std::to_string(chosen) + ": " + std::strerror(errno);
-                if (pm->udp >= 0) ::close(pm->udp);
-                pm->udp = -1;
+            pm->udp = openUdp(a, chosen, error);
+            if (pm->udp < 0) {
                 ok = false;
                 break;
             }
@@ -135,15 +167,23 @@ bool Simulator::Impl::openPortmaps(int port, std::string& error) {
             pm->ctx.vxi11Port = it != vxi11ByAddress.end() && !it->second.devices.empty() ? it->second.devices[0].port : 0;
             portmaps.push_back(std::move(pm));
         }
+        // Broadcasts reach only a socket bound to the wildcard address. There
+        // is no broadcast on loopback, and off loopback we are inside a
+        // private network namespace (the addresses were checked), so the
+        // wildcard listens on nothing outside the machine.
+        if (ok && offLoopback) {
+            broadcastUdp = openUdp(in_addr{htonl(INADDR_ANY)}, chosen, error);
+            int one = 1;
+            ok = broadcastUdp >= 0 && ::setsockopt(broadcastUdp, IPPROTO_IP, IP_PKTINFO, &one, sizeof one) == 0;
+            if (!ok && broadcastUdp >= 0) error = std::string("IP_PKTINFO: ") + std::strerror(errno);
+        }
         if (ok) {
             portmapPort = chosen;
             return true;
         }
-        for (auto& pm : portmaps)
-            if (pm->udp >= 0) ::close(pm->udp);
-        if (port != 0) return false;  // a fixed port is taken: no point retrying
+        if (port != 0) break;  // a fixed port is taken: no point retrying
     }
-    portmaps.clear();
+    closeAll();
     return false;
 }
 
@@ -187,6 +227,8 @@ void Simulator::Impl::shutdown() {
     for (auto& pm : portmaps)
         if (pm->udp >= 0) ::close(pm->udp);
     portmaps.clear();
+    if (broadcastUdp >= 0) ::close(broadcastUdp);
+    broadcastUdp = -1;
     for (auto& e : entries) {
         if (e->ptyMaster >= 0) ::close(e->ptyMaster);
         if (e->ptySlave >= 0) ::close(e->ptySlave);
@@ -234,10 +276,9 @@ bool Simulator::start(const SimulatorConfig& config, std::string& error) {
         e->config = config.instruments[i];
         InstrumentConfig& c = e->config;
         std::string prefix = "instrument " + std::to_string(i + 1) + ": ";
-        if (!parseLoopbackAddress(c.address, e->address))
-            return fail(prefix + "address '" + c.address + "' is not a loopback address (127.x.x.x)");
-        if (c.socketPort < 0 && !c.vxi11 && !c.pty) c.socketPort = 0;
         std::string why;
+        if (!parseListenAddress(c.address, e->address, why)) return fail(prefix + "address " + why);
+        if (c.socketPort < 0 && !c.vxi11 && !c.pty) c.socketPort = 0;
         // Their first files are drawn after the start (seeder below), unless
         // the caller wants them in place first.
         c.seedLater = !config.filesBeforeStart;
@@ -298,7 +339,8 @@ bool Simulator::start(const SimulatorConfig& config, std::string& error) {
     }
     if (!udp.empty()) {
         int stopFd = s.stopFd;
-        if (!startThread(s.udpThread, [udp, stopFd] { servePortmapUdp(udp, stopFd); }))
+        int broadcastFd = s.broadcastUdp;
+        if (!startThread(s.udpThread, [udp, broadcastFd, stopFd] { servePortmapUdp(udp, broadcastFd, stopFd); }))
             return fail("cannot start the port mapper thread");
     }
     // The instruments' first files, drawn while the caller goes on; an

@@ -1,7 +1,7 @@
-// The simulated instruments of one process, served on loopback: raw
-// socket, VXI-11 (with our own port mapper or the system's rpcbind) and
-// pseudo-terminals. Used by quilvane-sim, the GUI's demo mode, the
-// benchmark and the tests.
+// The simulated instruments of one process, served on loopback (or on the
+// addresses of a private network namespace): raw socket, VXI-11 (with our
+// own port mapper or the system's rpcbind) and pseudo-terminals. Used by
+// quilvane-sim, the GUI's demo mode, the benchmark and the tests.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 namespace qv::sim {
 
 struct InstrumentConfig : InstrumentOptions {
-    std::string address = "127.0.0.1";  // loopback only
+    std::string address = "127.0.0.1";  // loopback; others only in a private network namespace
     int socketPort = -1;                // -1: no socket, 0: a free port
     bool vxi11 = false;
     int vxi11Port = 0;  // 0: a free port

@@ -10,6 +10,7 @@
 
 #include "rpc_test_client.h"
 #include "sim/command_line.h"
+#include "sim/simulator.h"
 #include "test_support.h"
 
 using namespace qvsimtest;
@@ -48,6 +49,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Args{{"--profile", "TKD", "--socket-port", "12ab"}, false, "port number"},
                       Args{{"--profile", "TKD", "--address", "192.168.1.5"}, false, "loopback"},
                       Args{{"--profile", "TKD", "--address", "localhost"}, false, "loopback"},
+                      Args{{"--profile", "TKD", "--address", "0.0.0.0"}, false, "not a unicast address"},
                       Args{{"--profile", "TKD", "--fault", "explode"}, false, "unknown kind"},
                       Args{{"--profile", "TKD", "--points", "0"}, false, "--points"},
                       Args{{"--profile", "TKD", "--opc-delay", "600001"}, false, "--opc-delay"},
@@ -133,6 +135,26 @@ TEST(Program, BadArgumentsExitTwoHelpExitsZero) {
     EXPECT_EQ(runToEnd({"--help"}, &out), 0);
     EXPECT_NE(out.find("--portmapper-port"), std::string::npos);
     EXPECT_EQ(runToEnd({"--profile", "TKD", "--address", "10.0.0.1"}, &out), 2);
+}
+
+// An address of the lab network would be a real LAN's here: refused, by
+// the program and by the library, saying why.
+TEST(Program, LabNetworkAddressRefusedOnTheMachinesNetwork) {
+    if (qvtest::inPrivateNet()) GTEST_SKIP() << "runs on the machine's own network";
+    std::string out;
+    EXPECT_EQ(runToEnd({"--profile", "TKD", "--vxi11", "--address", "10.77.0.2", "--portmapper-port", "0"}, &out), 2);
+    EXPECT_NE(out.find("--address '10.77.0.2': only loopback addresses (127.x.x.x) are allowed outside a private "
+                       "network namespace, and this process"),
+              std::string::npos)
+        << out;
+    qv::sim::SimulatorConfig config;
+    config.instruments.emplace_back();
+    config.instruments[0].profile = "TKD";
+    config.instruments[0].address = "10.77.0.2";
+    qv::sim::Simulator sim;
+    std::string error;
+    EXPECT_FALSE(sim.start(config, error));
+    EXPECT_NE(error.find("outside a private network namespace"), std::string::npos) << error;
 }
 
 TEST(Program, LifetimeEndsItAndRemovesItsTemporaryRoot) {
