@@ -2,6 +2,8 @@
 // candidate per address among them. No network.
 #include <gtest/gtest.h>
 
+#include <cctype>
+
 #include "instrument_directory/mdns_browse.h"
 
 namespace {
@@ -43,7 +45,13 @@ INSTANTIATE_TEST_SUITE_P(
         ResourceCase{"_hislip._tcp", 4880, "LAN::10.1.2.3::hislip0::INSTR", "LAN::10.1.2.3::hislip0::INSTR"},
         ResourceCase{"_scpi-raw._tcp", 5025, "TCPIP::10.1.2.3::5025::SOCKET", "RAW::TCPIP::10.1.2.3::5025::SOCKET"},
         ResourceCase{"_scpi-raw._tcp", 0, "", ""},  // a socket without a port leads nowhere
-        ResourceCase{"_http._tcp", 80, "", ""}));
+        ResourceCase{"_http._tcp", 80, "", ""}),
+    [](const testing::TestParamInfo<ResourceCase>& info) {
+        std::string n;
+        for (char ch : info.param.type + "_" + std::to_string(info.param.port))
+            if (std::isalnum(static_cast<unsigned char>(ch))) n += ch;
+        return n;
+    });
 
 struct ChoiceCase {
     std::string label;
