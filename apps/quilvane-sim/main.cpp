@@ -68,6 +68,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "quilvane-sim: %s\n", error.c_str());
         return 1;
     }
+    if (!sim.mdnsProblem().empty()) std::fprintf(stderr, "quilvane-sim: %s\n", sim.mdnsProblem().c_str());
     std::string report = sim.portReport();
     std::fputs(report.c_str(), stdout);
     std::fflush(stdout);

@@ -70,10 +70,16 @@ std::vector<std::string> InterfaceBroadcastAddresses() {
     for (ifaddrs* i = list; i; i = i->ifa_next) {
         if (!i->ifa_addr || i->ifa_addr->sa_family != AF_INET) continue;
         if (!(i->ifa_flags & IFF_UP) || !(i->ifa_flags & IFF_BROADCAST) || (i->ifa_flags & IFF_LOOPBACK)) continue;
-        if (!i->ifa_broadaddr || i->ifa_broadaddr->sa_family != AF_INET) continue;
-        sockaddr_in b{};
-        std::memcpy(&b, i->ifa_broadaddr, sizeof b);
-        const std::string text = dotted(b.sin_addr);
+        if (!i->ifa_netmask || i->ifa_netmask->sa_family != AF_INET) continue;
+        // From address and mask: an address added without a broadcast of its
+        // own reports itself as its broadcast address.
+        sockaddr_in a{}, m{};
+        std::memcpy(&a, i->ifa_addr, sizeof a);
+        std::memcpy(&m, i->ifa_netmask, sizeof m);
+        if (m.sin_addr.s_addr == 0xFFFFFFFFu) continue;  // a /32 has no one to broadcast to
+        in_addr b{};
+        b.s_addr = a.sin_addr.s_addr | ~m.sin_addr.s_addr;
+        const std::string text = dotted(b);
         if (text.empty() || text == "0.0.0.0") continue;
         bool seen = false;
         for (const std::string& s : out) seen = seen || s == text;

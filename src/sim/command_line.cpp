@@ -78,6 +78,9 @@ std::string usageText() {
            "Global options:\n"
            "  --portmapper-port N our own port mapper on port N (0: a free port)\n"
            "  --rpcbind           register the first VXI-11 port with the system's rpcbind\n"
+           "  --mdns              announce the instruments by multicast DNS (_vxi-11._tcp,\n"
+           "                      _scpi-raw._tcp) through the system's Avahi daemon; without\n"
+           "                      one, a line on stderr and the instruments run all the same\n"
            "  --port-file FILE    write socket=, vxi11=, pty=, portmapper= lines once listening\n"
            "  --lifetime SECONDS  exit after this long\n"
            "  --exit-with-parent  exit when the parent process ends\n"
@@ -197,6 +200,8 @@ bool parseCommandLine(const std::vector<std::string>& args, CommandLine& out, st
             if (!port(out.simulator.portmapperPort)) return false;
         } else if (a == "--rpcbind") {
             out.simulator.rpcbind = true;
+        } else if (a == "--mdns") {
+            out.simulator.mdns = true;
         } else if (a == "--port-file") {
             if (!value(out.portFile)) return false;
         } else if (a == "--lifetime") {

@@ -14,6 +14,7 @@
 #include <map>
 #include <thread>
 
+#include "mdns_announce.h"
 #include "net_io.h"
 #include "servers.h"
 
@@ -21,6 +22,10 @@ namespace qv::sim {
 
 namespace {
 constexpr size_t kMaxConnections = 32;
+// The daemon probes the new names on the network before it confirms them
+// (about a second); start() waits for that, so that a browser started on the
+// port report finds the instruments.
+constexpr int kMdnsConfirmMs = 5000;
 }
 
 struct Simulator::Impl {
@@ -55,9 +60,12 @@ struct Simulator::Impl {
     int portmapPort = -1;
     std::atomic<int32_t> nextLinkId{1};
     RpcbindRegistration rpcbind;
+    MdnsAnnouncer mdns;
+    std::string mdnsProblem;
 
     bool openPty(Entry& e, std::string& error);
     bool openPortmaps(int port, std::string& error);
+    void announce();
     void shutdown();
 };
 
@@ -179,7 +187,29 @@ bool Simulator::Impl::openPortmaps(int port, std::string& error) {
     return false;
 }
 
+void Simulator::Impl::announce() {
+    std::vector<MdnsServiceRecord> records;
+    for (size_t i = 0; i < entries.size(); ++i) {
+        const Entry& e = *entries[i];
+        // Nothing outside this computer could reach a loopback address.
+        if ((ntohl(e.address.s_addr) >> 24) == 127) continue;
+        std::string instance = e.instrument->profile().tag + " simulated " + std::to_string(i + 1);
+        if (e.vxi11.fd() >= 0) records.push_back({instance, "_vxi-11._tcp", e.config.address, uint16_t(e.vxi11.port())});
+        if (e.socket.fd() >= 0)
+            records.push_back({instance, "_scpi-raw._tcp", e.config.address, uint16_t(e.socket.port())});
+    }
+    if (records.empty()) {
+        mdnsProblem = "mDNS: nothing announced: no instrument has a network address outside loopback";
+        return;
+    }
+    std::string why;
+    if (!mdns.start(records, kMdnsConfirmMs, why)) mdnsProblem = why;
+}
+
 void Simulator::Impl::shutdown() {
+    // The announcements go first: nobody should find an instrument that is
+    // about to close.
+    mdns.stop();
     if (stopFd >= 0) {
         uint64_t one = 1;
         ssize_t w = ::write(stopFd, &one, sizeof one);
@@ -327,6 +357,8 @@ bool Simulator::start(const SimulatorConfig& config, std::string& error) {
             }
         });
     }
+    s.mdnsProblem.clear();
+    if (config.mdns) s.announce();
     s.running = true;
     return true;
 }
@@ -352,6 +384,8 @@ int Simulator::vxi11Port(size_t i) const {
 std::string Simulator::ptyPath(size_t i) const {
     return i < impl_->entries.size() ? impl_->entries[i]->ptyPath : std::string();
 }
+
+const std::string& Simulator::mdnsProblem() const { return impl_->mdnsProblem; }
 
 int Simulator::portmapperPort() const { return impl_->portmaps.empty() ? -1 : impl_->portmapPort; }
 

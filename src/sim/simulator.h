@@ -26,6 +26,10 @@ struct SimulatorConfig {
     std::vector<InstrumentConfig> instruments;
     int portmapperPort = -1;  // -1: none, 0: a free port
     bool rpcbind = false;     // register the first VXI-11 port with the system's rpcbind
+    // Announce every instrument's services by multicast DNS through the
+    // system's Avahi daemon. Without a daemon the instruments run all the
+    // same; mdnsProblem() says why nothing was announced.
+    bool mdns = false;
     // The instruments' first files are written before start returns. Else
     // they are drawn in the background (each instrument still writes them
     // before its first message, only later).
@@ -55,6 +59,8 @@ public:
     // "socket=N", "vxi11=N", "pty=PATH" per instrument in order, then
     // "portmapper=N"; one per line.
     std::string portReport() const;
+    // Empty, or one line on why the mDNS announcement is missing.
+    const std::string& mdnsProblem() const;
 
 private:
     struct Impl;

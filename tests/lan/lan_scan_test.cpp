@@ -32,7 +32,7 @@ protected:
         QV_REQUIRE_PRIVATE_NET();
         qvtest::loadShippedTables();
         qv::app::context().IniFilePath = ini;
-        ASSERT_TRUE(qvtest::writeFile(ini, "[Servers]\nServerEntry1=localhost\n"));
+        ASSERT_TRUE(qvtest::writeFile(ini, "[Servers]\nServerEntry1=localhost\n[ScanEntriesServers]\nValue1=1\n"));
         std::string error;
         ASSERT_TRUE(sim.start({"--profile", "TKD", "--vxi11", "--address", kA, "--profile", "KDC", "--vxi11",
                                "--address", kB, "--log", logB, "--portmapper-port", "111"},
@@ -81,7 +81,7 @@ TEST_F(LanScan, WalkAddsTheInstrumentsInAddressOrderAndNamesTheNamelessOnce) {
     EXPECT_EQ(report.found[0].identity, "TKD (TKD)");
     EXPECT_EQ(report.found[1].address, kB);
     EXPECT_EQ(report.found[1].name, "bench-b");
-    EXPECT_EQ(rows(), (std::vector<std::string>{"TKD|LAN|" + kA, "KDX|LAN|" + kB}));
+    EXPECT_EQ(rows(), (std::vector<std::string>{"TKD|LAN|" + kA, "KDC|LAN|" + kB}));
     // .4 and .5 answer pings but hold no instrument.
     EXPECT_EQ(report.answered, 4);
     EXPECT_EQ(report.unidentified, (std::vector<std::string>{kC, qvtest::kNetInstruments[3]}));
@@ -106,7 +106,7 @@ TEST_F(LanScan, ANumberInTheFourthFieldScansThatHostOnce) {
     ASSERT_EQ(report.found.size(), 1u);
     EXPECT_EQ(report.found[0].address, kB);
     EXPECT_EQ(identifications(), 1);
-    EXPECT_EQ(rows(), std::vector<std::string>{"KDX|LAN|" + kB});
+    EXPECT_EQ(rows(), std::vector<std::string>{"KDC|LAN|" + kB});
 }
 
 TEST_F(LanScan, CancelEndsTheWalkAfterTheCurrentHost) {
@@ -126,7 +126,7 @@ TEST_F(LanScan, CancelEndsTheWalkAfterTheCurrentHost) {
 
 TEST_F(LanScan, ConfiguredHostsAreSkippedByAddressAndByName) {
     resolver.reverse[kB] = "bench-b";
-    ASSERT_TRUE(qvtest::writeFile(ini, "[Servers]\nServerEntry1=localhost\n[DisplayNames]\nName1=Old|LAN|" + kA +
+    ASSERT_TRUE(qvtest::writeFile(ini, "[Servers]\nServerEntry1=localhost\n[ScanEntriesServers]\nValue1=1\n[DisplayNames]\nName1=Old|LAN|" + kA +
                                            "\nName2=Other|LAN|BENCH-B\n[ScanEntries]\nValue1=0\nValue2=1\n"));
     LanScanner lan(ini, scan);
     LanScanReport report;
