@@ -53,7 +53,12 @@ LanCandidate Vxi11Candidate(const std::string& address) {
 std::string LanScanReport::summary() const {
     std::string s;
     if (found.empty()) {
-        s = answered == 0 ? "No instruments found." : std::to_string(answered) + " hosts answered, no instrument among them.";
+        // Hosts already configured are named below, not counted as empty.
+        const size_t fresh = size_t(answered) - std::min(size_t(answered), skippedConfigured.size());
+        s = answered == 0 ? "No instruments found."
+            : fresh == 0  ? "No new instruments found."
+                          : std::to_string(fresh) + (fresh == 1 ? " host answered" : " hosts answered") +
+                      ", no instrument among them.";
     } else {
         std::vector<std::string> what;
         for (const LanFound& f : found) what.push_back(f.address + " " + f.identity);

@@ -139,4 +139,8 @@ TEST(LanScanReport, NamesTheHostsWithoutANameOnceAtTheEnd) {
     EXPECT_NE(s.find("Already configured: 10.0.0.3."), std::string::npos) << s;
     EXPECT_NE(s.find("No name found for 10.0.0.2, 10.0.0.9."), std::string::npos) << s;
     EXPECT_EQ(LanScanReport{}.summary(), "No instruments found.");
+    LanScanReport known;
+    known.answered = 2;
+    known.skippedConfigured = {"10.0.0.3", "10.0.0.4"};
+    EXPECT_EQ(known.summary(), "No new instruments found. Already configured: 10.0.0.3, 10.0.0.4.");
 }
