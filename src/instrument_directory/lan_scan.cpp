@@ -111,11 +111,19 @@ bool LanScanner::ScanAny(LanScanReport& report, const DiscoveryOptions& options)
 void LanScanner::VisaScanAndAddLANDevices(int32_t, int32_t, const std::vector<bool>& serverFlags,
                                           bool useServerFlags, const std::vector<std::string>& hosts,
                                           LanScanReport& report) {
-    // A host that answered twice (two interfaces, two broadcasts) is one host.
-    std::vector<std::string> unique;
+    std::vector<LanCandidate> candidates;
+    for (const std::string& h : hosts) candidates.push_back(Vxi11Candidate(h));
+    scanEach(candidates, serverFlags, useServerFlags, report);
+}
+
+void LanScanner::scanEach(const std::vector<LanCandidate>& candidates, const std::vector<bool>& serverFlags,
+                          bool useServerFlags, LanScanReport& report) {
+    // A host that answered twice (two interfaces, two broadcasts, two
+    // services) is one host.
     std::set<std::string> seen;
-    for (const std::string& h : hosts)
-        if (!h.empty() && seen.insert(h).second) unique.push_back(h);
+    std::vector<LanCandidate> unique;
+    for (const LanCandidate& c : candidates)
+        if (!c.address.empty() && seen.insert(c.address).second) unique.push_back(c);
     if (unique.empty()) {
         app::host().message(kLanScanCaption, kNoDevicesFound, app::Icon::Warning);
         return;
@@ -125,16 +133,18 @@ void LanScanner::VisaScanAndAddLANDevices(int32_t, int32_t, const std::vector<bo
             report.cancelled = true;
             break;
         }
-        const std::string& address = unique[n];
+        const LanCandidate& c = unique[n];
         if (hooks.progress) hooks.progress(int(100 * (n + 1) / unique.size()));
-        if (hooks.statusText) hooks.statusText(address);
+        if (hooks.statusText) hooks.statusText(c.address);
         if (hooks.processEvents) hooks.processEvents();
-        std::string probe = address;
-        // Without an ICMP socket the host is taken on the strength of its
-        // answer to the broadcast.
-        if (!ScanPing(probe) && LastScanPingStatus() != kPingNotPermitted) continue;
-        if (LastScanPingStatus() == kPingNotPermitted) report.pingUnavailable = true;
-        treatHost(Vxi11Candidate(address), serverFlags, useServerFlags, report);
+        if (!c.answered) {
+            std::string probe = c.address;
+            // Without an ICMP socket the host is taken on the strength of
+            // its answer to the broadcast.
+            if (!ScanPing(probe) && LastScanPingStatus() != kPingNotPermitted) continue;
+            if (LastScanPingStatus() == kPingNotPermitted) report.pingUnavailable = true;
+        }
+        treatHost(c, serverFlags, useServerFlags, report);
     }
 }
 
@@ -180,30 +190,7 @@ bool LanScanner::VisaScanIPArea(const std::string& address, int32_t, int32_t, co
 }
 
 void LanScanner::ScanCandidates(const std::vector<LanCandidate>& candidates, LanScanReport& report) {
-    const std::vector<bool> flags = serverFlagsOf(ini_);
-    std::set<std::string> seen;
-    std::vector<LanCandidate> unique;
-    for (const LanCandidate& c : candidates)
-        if (!c.address.empty() && seen.insert(c.address).second) unique.push_back(c);
-    if (unique.empty()) {
-        app::host().message(kLanScanCaption, kNoDevicesFound, app::Icon::Warning);
-        return;
-    }
-    for (size_t n = 0; n < unique.size(); ++n) {
-        if (hooks.cancelled && hooks.cancelled()) {
-            report.cancelled = true;
-            break;
-        }
-        const LanCandidate& c = unique[n];
-        if (hooks.progress) hooks.progress(int(100 * (n + 1) / unique.size()));
-        if (hooks.statusText) hooks.statusText(c.address);
-        if (hooks.processEvents) hooks.processEvents();
-        if (!c.answered) {
-            std::string probe = c.address;
-            if (!ScanPing(probe) && LastScanPingStatus() != kPingNotPermitted) continue;
-        }
-        treatHost(c, flags, true, report);
-    }
+    scanEach(candidates, serverFlagsOf(ini_), true, report);
 }
 
 void LanScanner::treatHost(const LanCandidate& c, const std::vector<bool>& serverFlags, bool useServerFlags,

@@ -105,6 +105,8 @@ public:
     void ScanCandidates(const std::vector<LanCandidate>& candidates, LanScanReport& report);
 
 private:
+    void scanEach(const std::vector<LanCandidate>& candidates, const std::vector<bool>& serverFlags,
+                  bool useServerFlags, LanScanReport& report);
     void treatHost(const LanCandidate& c, const std::vector<bool>& serverFlags, bool useServerFlags,
                    LanScanReport& report);
     std::string ini_;
