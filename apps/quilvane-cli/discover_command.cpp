@@ -5,7 +5,8 @@
 #include "cli.h"
 
 #include "app/context.h"
-#include "app/iniio.h"
+#include "app/main_window.h"
+#include "instrument_directory/remote_editor.h"
 #include "app/standard.h"
 #include "instrument_directory/capabilities.h"
 #include "instrument_directory/lan_scan.h"
@@ -62,15 +63,6 @@ bool parseArgs(const Options& o, DiscoverArgs& a, std::string& why) {
     return true;
 }
 
-// The program's start rule: settings without a VISA server use the local one.
-void ensureLocalServer(const std::string& ini) {
-    if (app::ReadIni(ini, "ScanEntriesServers", "Value1", app::Value("0")).text() == "0" ||
-        app::ReadIni(ini, "Servers", "ServerEntry1", app::Value("NULL")).text() == "NULL") {
-        app::WriteIni(ini, "Servers", "ServerEntry1", app::Value("localhost"));
-        app::WriteIni(ini, "ScanEntriesServers", "Value1", app::Value("1"));
-    }
-}
-
 // Without --add the user's settings are only read: the scan works on a copy
 // in a folder of its own, gone with the object.
 class ReadOnlyCopy {
@@ -123,11 +115,11 @@ int cmdDiscover(const Options& o) {
         std::error_code ec;
         fs::create_directories(fs::path(ini).parent_path(), ec);
     }
-    ensureLocalServer(ini);
+    // The program's start rule: settings without a VISA server use the local one.
+    app::EnsureLocalServer(ini);
     app::context().IniFilePath = ini;
     dir::LoadMasterList(dir::VisaDevicesPath());
-    std::vector<bool> serverFlags;
-    app::ReadFlagList({ini, "ScanEntriesServers", "Value"}, {ini, "Servers", "ServerEntry"}, serverFlags);
+    const std::vector<bool> serverFlags = dir::ReadServerFlags(ini);
 
     dir::VISAScan visa;
     dir::LanScanner scanner(ini, visa);

@@ -14,6 +14,7 @@
 #include "hardcopy/hardcopy.h"
 #include "instrument_directory/capabilities.h"
 #include "instrument_directory/visa_scan.h"
+#include "instrument_directory/remote_editor.h"
 #include "instrument_io/vif.h"
 #include "instrument_io/visa/status_text.h"
 #include "instrument_io/visa/visa_log.h"
@@ -281,7 +282,7 @@ int cmdScan(const Options& o) {
     qv::dir::LoadMasterList(qv::dir::VisaDevicesPath());
     std::vector<bool> scanFlags, serverFlags;
     qv::app::ReadFlagList({ini, "ScanEntries", "Value"}, {ini, "DisplayNames", "Name"}, scanFlags);
-    qv::app::ReadFlagList({ini, "ScanEntriesServers", "Value"}, {ini, "Servers", "ServerEntry"}, serverFlags);
+    serverFlags = qv::dir::ReadServerFlags(ini);
     qv::dir::VISAScan scan;
     const bool all = scan.VISAScanINI(ini, int32_t(o.timeoutMs), 0, scanFlags, true, serverFlags, true);
     for (int16_t i = 0; i < scan.DeviceCount(); ++i)

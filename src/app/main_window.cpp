@@ -153,6 +153,14 @@ std::string OutputFileName(const std::string& saveFolder, std::string_view listT
            Two(t.Hour) + "-" + Two(t.Minute) + "-" + Two(t.Second) + std::string(extension);
 }
 
+void EnsureLocalServer(const std::string& ini) {
+    if (ReadIni(ini, "ScanEntriesServers", "Value1", Value("0")).text() == "0" ||
+        ReadIni(ini, "Servers", "ServerEntry1", Value("NULL")).text() == "NULL") {
+        WriteIni(ini, "Servers", "ServerEntry1", Value("localhost"));
+        WriteIni(ini, "ScanEntriesServers", "Value1", Value("1"));
+    }
+}
+
 std::string MakeAppDataFolder() {
     std::string base;
     const char* appdata = std::getenv("APPDATA");
@@ -227,11 +235,7 @@ void MainLogic::Load(const std::string& appDataFolder) {
     SetRowLocators(ctx_);
 
     const std::string& ini = ctx_.IniFilePath;
-    if (ReadIni(ini, "ScanEntriesServers", "Value1", Value("0")).text() == "0" ||
-        ReadIni(ini, "Servers", "ServerEntry1", Value("NULL")).text() == "NULL") {
-        WriteIni(ini, "Servers", "ServerEntry1", Value("localhost"));
-        WriteIni(ini, "ScanEntriesServers", "Value1", Value("1"));
-    }
+    EnsureLocalServer(ini);
     if (ReadIni(ini, kEscapeSeqSection, "VAL1", Value("0")).text() == "0" &&
         ReadIni(ini, kEscapeSeqSection, "VAL2", Value("0")).text() == "0") {
         WriteIni(ini, kEscapeSeqSection, "VAL1", Value("XYZ"));

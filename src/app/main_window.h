@@ -155,6 +155,9 @@ std::string OutputFileName(const std::string& saveFolder, std::string_view listT
 // (created as well, a Linux desktop has no writable program folder).
 // Returns the folder; empty when it cannot be made.
 std::string MakeAppDataFolder();
+// Settings that name no ticked VISA server get the local one as server 1,
+// as the program's first start writes it.
+void EnsureLocalServer(const std::string& iniFile);
 
 // The start splash handshake: it closes when both the 500 ms timer has
 // fired and the start work is done, whichever comes second.

@@ -1,7 +1,6 @@
 #include "instrument_directory/lan_scan.h"
 
 #include "app/host.h"
-#include "app/iniio.h"
 #include "app/text.h"
 #include "instrument_directory/dev_ident.h"
 #include "instrument_directory/host_names.h"
@@ -26,13 +25,6 @@ bool isNumber(const std::string& t, int& value) {
     if (t.empty() || t.size() > 3 || t.find_first_not_of("0123456789") != std::string::npos) return false;
     value = std::stoi(t);
     return value <= 255;
-}
-
-std::vector<bool> serverFlagsOf(const std::string& ini) {
-    std::vector<bool> flags;
-    app::ReadFlagList(app::IniRows{ini, "ScanEntriesServers", "Value"}, app::IniRows{ini, "Servers", "ServerEntry"},
-                      flags);
-    return flags;
 }
 
 // Hosts without a name are common on a lab network; the look-up is quiet
@@ -104,7 +96,7 @@ bool LanScanner::ScanAny(LanScanReport& report, const DiscoveryOptions& options)
         return false;
     }
     if (!found.empty()) hosts_ = found;
-    VisaScanAndAddLANDevices(kEditorScanTimeoutMs, 0, serverFlagsOf(ini_), true, found, report);
+    VisaScanAndAddLANDevices(kEditorScanTimeoutMs, 0, ReadServerFlags(ini_), true, found, report);
     return true;
 }
 
@@ -190,7 +182,7 @@ bool LanScanner::VisaScanIPArea(const std::string& address, int32_t, int32_t, co
 }
 
 void LanScanner::ScanCandidates(const std::vector<LanCandidate>& candidates, LanScanReport& report) {
-    scanEach(candidates, serverFlagsOf(ini_), true, report);
+    scanEach(candidates, ReadServerFlags(ini_), true, report);
 }
 
 void LanScanner::treatHost(const LanCandidate& c, const std::vector<bool>& serverFlags, bool useServerFlags,

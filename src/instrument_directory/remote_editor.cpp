@@ -85,6 +85,12 @@ std::vector<EditorRow> ReadServerRows(const std::string& iniFile) {
     return readRows(servers(iniFile), serverFlags(iniFile));
 }
 
+std::vector<bool> ReadServerFlags(const std::string& iniFile) {
+    std::vector<bool> flags;
+    app::ReadFlagList(serverFlags(iniFile), servers(iniFile), flags);
+    return flags;
+}
+
 std::string DevListLine(const std::string& rowValue) {
     const size_t bar = rowValue.find('|');
     if (bar == std::string::npos) return rowValue;
@@ -220,9 +226,7 @@ void SetIncludeQVIB(const std::string& iniFile, bool on) {
 
 std::vector<EditorRow> ScanGpibAndAdd(const std::string& iniFile, int16_t board, VISAScan& scan) {
     std::vector<EditorRow> added;
-    std::vector<bool> flags;
-    app::ReadFlagList(serverFlags(iniFile), servers(iniFile), flags);
-    scan.VisaScanGpibBus(board, kEditorScanTimeoutMs, 0, flags, true);
+    scan.VisaScanGpibBus(board, kEditorScanTimeoutMs, 0, ReadServerFlags(iniFile), true);
     for (int16_t i = 0; i < scan.DeviceCount(); ++i) {
         const std::string info = scan.DeviceInfo(i);
         if (info == kInfoPlaceholderBus) continue;

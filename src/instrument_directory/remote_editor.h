@@ -27,6 +27,8 @@ inline constexpr int16_t kScanChoiceSubnet = 2, kScanChoiceAny = 3, kScanChoiceM
 // UpdateList: live rows with their flags ("NULL" rows skipped).
 std::vector<EditorRow> ReadDeviceRows(const std::string& iniFile);
 std::vector<EditorRow> ReadServerRows(const std::string& iniFile);
+// The ticks of the server rows, by live row, as the scans take them.
+std::vector<bool> ReadServerFlags(const std::string& iniFile);
 
 // DevList line: comment, a tab, "|bus|address"; and back (tabs and blanks out).
 std::string DevListLine(const std::string& rowValue);

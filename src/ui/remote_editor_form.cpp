@@ -1,7 +1,6 @@
 #include "ui/remote_editor_form.h"
 
 #include "app/host.h"
-#include "app/iniio.h"
 #include "instrument_directory/capabilities.h"
 #include "instrument_directory/lan_scan.h"
 #include "instrument_directory/mdns_browse.h"
@@ -289,8 +288,7 @@ void VISARscEditor_new::scan() {
 }
 
 void VISARscEditor_new::scanLan(int choice) {
-    std::vector<bool> serverFlags;
-    qv::app::ReadFlagList({ini_, "ScanEntriesServers", "Value"}, {ini_, "Servers", "ServerEntry"}, serverFlags);
+    const std::vector<bool> serverFlags = qv::dir::ReadServerFlags(ini_);
     qv::dir::VISAScan visa;
     qv::dir::LanScanner scanner(ini_, visa);
     qv::dir::LanScanReport report;
