@@ -27,9 +27,7 @@ protected:
         QV_REQUIRE_PRIVATE_NET();
         ASSERT_TRUE(qvtest::writeFile(ini, "[Servers]\nServerEntry1=localhost\n[ScanEntriesServers]\nValue1=1\n"));
         std::string error;
-        ASSERT_TRUE(sim.start({"--profile", "TKD", "--vxi11", "--address", kA, "--profile", "KDC", "--vxi11",
-                               "--address", kB, "--portmapper-port", "111"},
-                              &error))
+        ASSERT_TRUE(sim.start(qvtest::labInstrumentArgs(), &error))
             << error;
     }
 

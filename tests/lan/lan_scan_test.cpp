@@ -34,9 +34,7 @@ protected:
         qv::app::context().IniFilePath = ini;
         ASSERT_TRUE(qvtest::writeFile(ini, "[Servers]\nServerEntry1=localhost\n[ScanEntriesServers]\nValue1=1\n"));
         std::string error;
-        ASSERT_TRUE(sim.start({"--profile", "TKD", "--vxi11", "--address", kA, "--profile", "KDC", "--vxi11",
-                               "--address", kB, "--log", logB, "--portmapper-port", "111"},
-                              &error))
+        ASSERT_TRUE(sim.start(qvtest::labInstrumentArgs(logB), &error))
             << error;
         ResetRecords();
     }

@@ -165,6 +165,14 @@ CommandResult runCommand(const std::string& command) {
     return r;
 }
 
+std::vector<std::string> labInstrumentArgs(const std::string& logSecond) {
+    std::vector<std::string> a{"--profile", "TKD", "--vxi11", "--address", kNetInstruments[0],
+                               "--profile", "KDC", "--vxi11", "--address", kNetInstruments[1]};
+    if (!logSecond.empty()) a.insert(a.end(), {"--log", logSecond});
+    a.insert(a.end(), {"--portmapper-port", "111"});
+    return a;
+}
+
 bool inPrivateNet() {
     const char* v = std::getenv("QV_PRIVATE_NET");
     return v && std::string(v) == "ready";

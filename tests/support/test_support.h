@@ -86,6 +86,10 @@ inline constexpr char kNetBroadcast[] = "10.77.255.255";
 inline constexpr const char* kNetInstruments[] = {"10.77.0.2", "10.77.0.3", "10.77.0.4", "10.77.0.5"};
 // True inside that namespace.
 bool inPrivateNet();
+// The simulator's arguments for the two VXI-11 instruments most LAN tests
+// meet: a TKD on kNetInstruments[0], a KDC on kNetInstruments[1] (its
+// messages logged to logSecond when given), their port mapper on port 111.
+std::vector<std::string> labInstrumentArgs(const std::string& logSecond = "");
 }  // namespace qvtest
 
 // Skips a test outside the private network (no root, no namespaces); in CI
