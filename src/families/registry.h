@@ -16,7 +16,7 @@ namespace qv::hardcopy {
 struct Dialect;
 }
 namespace qv::trace {
-struct Reader;
+struct Dialect;
 }
 namespace qv::file_browser {
 struct ListingDialect;
@@ -50,7 +50,7 @@ struct Family {
 
     // Dialects attached by the subsystems; nullptr where the family has none.
     const hardcopy::Dialect* hardcopy = nullptr;
-    const trace::Reader* trace = nullptr;
+    const trace::Dialect* trace = nullptr;
     const file_browser::ListingDialect* listing = nullptr;
 };
 

@@ -1,0 +1,12 @@
+// The network analyzer and oscilloscope readers are not part of this build
+// yet: readTrace tells the user so instead of reading.
+#include "trace/reader.h"
+
+namespace qv::trace {
+
+const Reader kNetworkReader{"readNetworkTrace", nullptr, false};
+const Reader kOldNetworkReader{"readNetworkTrace", nullptr, false};
+const Reader kMyiReader{"readMyiTrace", nullptr, false};
+const Reader kMyeReader{"readMyeTrace", nullptr, false};
+
+}  // namespace qv::trace
