@@ -28,7 +28,8 @@ const char* numericLocaleName() {
     return "C";
 }
 
-// Appends value as TrimmedText writes it, with mark as the decimal mark.
+// Appends value as TrimmedText writes it (up to 15 significant digits,
+// exponent form below 1E-04 and from 1E+15), with mark as the decimal mark.
 // Returns the end; out must have room for 32 characters.
 char* putDouble(char* out, double value, char mark) {
     if (std::isnan(value)) return std::copy_n("NaN", 3, out);
@@ -37,12 +38,72 @@ char* putDouble(char* out, double value, char mark) {
         *out = '0';
         return out + 1;
     }
-    char* end = std::to_chars(out, out + 32, value, std::chars_format::general, 15).ptr;
-    for (char* p = out; p != end; ++p) {
-        if (*p == '.') *p = mark;
-        else if (*p == 'e') *p = 'E';
+    // The shortest digits are several times faster to find than rounded
+    // ones, and when there are at most 15 they are the rounded ones.
+    char sci[32];
+    const char* end = std::to_chars(sci, sci + sizeof sci, value, std::chars_format::scientific).ptr;
+    const char* p = sci;
+    const bool negative = *p == '-';
+    if (negative) ++p;
+    char digits[24];
+    int count = 0;
+    for (; p != end && *p != 'e'; ++p)
+        if (*p != '.' && count < 24) digits[count++] = *p;
+    int exponent = 0;
+    if (p != end) std::from_chars(p + (p[1] == '+' ? 2 : 1), end, exponent);
+    if (count > 15) {
+        // No 15-digit rounding point lies between the value and its shortest
+        // digits, so rounding those digits is exact unless they end on a tie.
+        if (count == 16 && digits[15] == '5') {
+            char* e = std::to_chars(out, out + 32, value, std::chars_format::general, 15).ptr;
+            for (char* q = out; q != e; ++q) {
+                if (*q == '.') *q = mark;
+                else if (*q == 'e') *q = 'E';
+            }
+            return e;
+        }
+        const bool up = digits[15] >= '5';
+        count = 15;
+        if (up) {
+            int k = 14;
+            while (k >= 0 && digits[k] == '9') digits[k--] = '0';
+            if (k >= 0) {
+                ++digits[k];
+            } else {
+                digits[0] = '1';
+                ++exponent;
+            }
+        }
+        while (count > 1 && digits[count - 1] == '0') --count;
     }
-    return end;
+    char* o = out;
+    if (negative) *o++ = '-';
+    if (exponent < -4 || exponent >= 15) {
+        *o++ = digits[0];
+        if (count > 1) {
+            *o++ = mark;
+            o = std::copy_n(digits + 1, count - 1, o);
+        }
+        *o++ = 'E';
+        *o++ = exponent < 0 ? '-' : '+';
+        const int a = exponent < 0 ? -exponent : exponent;
+        if (a < 10) *o++ = '0';
+        return std::to_chars(o, o + 4, a).ptr;
+    }
+    if (exponent < 0) {
+        *o++ = '0';
+        *o++ = mark;
+        o = std::fill_n(o, -exponent - 1, '0');
+        return std::copy_n(digits, count, o);
+    }
+    const int whole = exponent + 1;
+    if (count <= whole) {
+        o = std::copy_n(digits, count, o);
+        return std::fill_n(o, whole - count, '0');
+    }
+    o = std::copy_n(digits, whole, o);
+    *o++ = mark;
+    return std::copy_n(digits + whole, count - whole, o);
 }
 
 // Writes the trace text in pieces to sink(const char*, size_t); stops at
