@@ -16,6 +16,7 @@
 #include <chrono>
 #include <cmath>
 #include <functional>
+#include <sstream>
 
 namespace {
 
@@ -288,7 +289,7 @@ TEST_P(ReaderTest, SendsItsCommandsAndPlotsWhatCameBack) {
 INSTANTIATE_TEST_SUITE_P(Families, ReaderTest, ::testing::ValuesIn(kReaders),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// The audio analyzer sends volts; they arrive as dBm into 50 ohms.
+// The audio analyzer sends volts; they arrive as dBm, on the 600-ohm reference of audio levels.
 TEST(AudioReader, ConvertsVoltsToDbm) {
     EventHost host;
     Rig rig("DOF", {"SYST:SIM:POIN 128"});
@@ -305,7 +306,7 @@ TEST(AudioReader, ConvertsVoltsToDbm) {
     ASSERT_EQ(dbm.size(), volts.size());
     for (size_t i = 0; i < dbm.size(); ++i) {
         ASSERT_GT(volts[i], 0) << i;
-        ASSERT_NEAR(dbm[i], 10 * std::log10(double(volts[i]) * volts[i] / 50 / 1e-3), 1e-3) << i;
+        ASSERT_NEAR(dbm[i], 10 * std::log10(double(volts[i]) * volts[i] / 600 / 1e-3), 1e-3) << i;
     }
 }
 
@@ -487,6 +488,30 @@ TEST(ReadTrace, AKdModelInAnAnalyzerModeIsReadAsTkwFromThenOn) {
     EXPECT_EQ(rig.state.MyDevType, "TKW");
     ASSERT_EQ(rig.window.plots.size(), 1u);
     EXPECT_EQ(rig.window.plots[0].family, "TKW");
+}
+
+// ---- the command line ----
+
+TEST(TraceCommand, PrintsTheTraceTextAndSaysWhenNoneCame) {
+    Rig rig("TKW", {"INST:SEL SAN", kSweep[0], kSweep[1], "SYST:SIM:POIN 11"});
+    const std::string cli = std::string(QV_BIN_DIR) + "/quilvane-cli --timeout 2000 ";
+    const std::string out = rig.dir.file("t.txt");
+    qvtest::CommandResult r = qvtest::runCommand("LC_ALL=C " + cli + "trace " + rig.sim.socketResource() + " -o " + out);
+    ASSERT_EQ(r.exitCode, 0) << r.output;
+    const std::vector<std::string> lines = qvtest::readLines(out);
+    ASSERT_EQ(lines.size(), 11u);
+    EXPECT_EQ(lines.front().rfind("1000000; -", 0), 0u) << lines.front();
+    EXPECT_EQ(lines.back().rfind("3000000; ", 0), 0u) << lines.back();
+    EXPECT_EQ(lines.front().back(), '\r');
+
+    r = qvtest::runCommand(cli + "trace " + rig.sim.socketResource() + " --trace 0");
+    EXPECT_EQ(r.exitCode, 2) << r.output;
+
+    Rig modeless("TKM", {"INST:SEL DDEM"});
+    r = qvtest::runCommand(cli + "trace " + modeless.sim.socketResource());
+    EXPECT_EQ(r.exitCode, 1) << r.output;
+    EXPECT_NE(r.output.find("Instrument mode DDEM is not supported!"), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find(kNoTraceText), std::string::npos) << r.output;
 }
 
 }  // namespace
