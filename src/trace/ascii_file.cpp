@@ -28,15 +28,19 @@ std::string_view field(std::string_view line, size_t k) {
 
 AsciiTraceParse parseAsciiTrace(std::istream& in, char decimalMark) {
     AsciiTraceParse out;
+    // A broken block spoils the file: no half of it is shown as a trace.
+    auto broken = [&out](std::string why) {
+        out = AsciiTraceParse{};
+        out.failure = std::move(why);
+        return out;
+    };
     std::string line;
     while (std::getline(in, line)) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
         if (field(line, 0) != "Values") continue;
         const double announced = app::LeadingNumber(field(line, 1));
-        if (!(announced >= 1 && announced <= double(kMaxAsciiTracePoints))) {
-            out.failure = "TRACE.ASC announces " + std::string(field(line, 1)) + " values";
-            return out;
-        }
+        if (!(announced >= 1 && announced <= double(kMaxAsciiTracePoints)))
+            return broken("TRACE.ASC announces " + std::string(field(line, 1)) + " values");
         const size_t n = size_t(announced);
         std::vector<double> x, y;
         // Grown line by line: a count the file does not hold costs nothing.
@@ -47,11 +51,9 @@ AsciiTraceParse parseAsciiTrace(std::istream& in, char decimalMark) {
             x.push_back(ConvertDBL(field(line, 0), decimalMark));
             y.push_back(ConvertDBL(field(line, 1), decimalMark));
         }
-        if (x.size() < n) {
-            out.failure = "TRACE.ASC ends after " + std::to_string(x.size()) + " of its " + std::to_string(n) +
-                          " values";
-            return out;
-        }
+        if (x.size() < n)
+            return broken("TRACE.ASC ends after " + std::to_string(x.size()) + " of its " + std::to_string(n) +
+                          " values");
         out.found = true;
         out.x = std::move(x);
         out.y = std::move(y);

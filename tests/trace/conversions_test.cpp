@@ -169,10 +169,12 @@ TEST(AsciiTraceFile, ReadsTheValuesBlockInTheInstrumentsLocale) {
 }
 
 TEST(AsciiTraceFile, RefusesCountsTheFileDoesNotHold) {
-    for (const char* text : {"Values;5;\n1;2;\n", "Values;-3;\n", "Values;1e300;\n", "Values;;\n"}) {
+    for (const char* text : {"Values;5;\n1;2;\n", "Values;-3;\n", "Values;1e300;\n", "Values;;\n",
+                             "Values;1;\n1;2\nValues;9;\n1;2\n"}) {
         std::istringstream in(text);
         const qv::trace::AsciiTraceParse p = qv::trace::parseAsciiTrace(in, ',');
         EXPECT_FALSE(p.found) << text;
+        EXPECT_TRUE(p.x.empty()) << text;
         EXPECT_FALSE(p.failure.empty()) << text;
     }
     std::istringstream none("Type;VHK;\nx;y\n");
