@@ -1,0 +1,520 @@
+// The readers against the simulated instruments: the commands each one
+// sends, in order, and the arrays that come back; then readTrace's loop:
+// continuous reading, re-entry, a closed window, a silent instrument and the
+// failures that end a reading.
+#include "app/context.h"
+#include "app/host.h"
+#include "app/version.h"
+#include "instrument_io/vif.h"
+#include "sim/message_log.h"
+#include "trace/reader.h"
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <functional>
+#include <sstream>
+
+namespace {
+
+using qv::trace::Plot;
+using qv::trace::WindowState;
+
+// A host that records messages and lets a test act inside processEvents,
+// as a user's click would arrive there.
+class EventHost final : public qv::app::Host {
+public:
+    EventHost() : previous_(&qv::app::host()) { qv::app::setHost(this); }
+    ~EventHost() override { qv::app::setHost(previous_); }
+    std::vector<std::string> messages, titles;
+    int busyOn = 0, busyOff = 0, events = 0;
+    std::function<void()> onEvents;
+
+    qv::app::Answer message(const std::string& title, const std::string& text, qv::app::Icon,
+                            qv::app::Buttons) override {
+        titles.push_back(title);
+        messages.push_back(text);
+        return qv::app::Answer::Ok;
+    }
+    bool input(const std::string&, const std::string&, std::string&) override { return false; }
+    std::string saveFileName(const std::string&, const std::string&, const std::string&,
+                             const std::string&) override {
+        return {};
+    }
+    std::string openFileName(const std::string&, const std::string&, const std::string&) override { return {}; }
+    std::string folderName(const std::string&, const std::string&) override { return {}; }
+    void clipboardText(const std::string&) override {}
+    bool clipboardImage(const std::string&) override { return false; }
+    void busy(bool on) override { ++(on ? busyOn : busyOff); }
+    void processEvents() override {
+        ++events;
+        if (onEvents) onEvents();
+    }
+    bool openWithShell(const std::string&) override { return false; }
+
+private:
+    qv::app::Host* previous_;
+};
+
+class RecordingWindow : public qv::trace::Window {
+public:
+    std::vector<Plot> plots;
+    bool closed = false, selectorShown = false;
+    int storedDataOpened = 0;
+    std::string mapped;
+    void DisplayTrace(const Plot& p) override { plots.push_back(p); }
+    void DisplayComplexTrace(const Plot& p) override { plots.push_back(p); }
+    void showTraceSelector(bool visible) override { selectorShown = visible; }
+    bool gone() const override { return closed; }
+    void openStoredData() override { ++storedDataOpened; }
+    std::string mappedName() const override { return mapped; }
+};
+
+std::string logged(const std::string& command) {
+    std::string s;
+    qv::sim::appendEscaped(s, command);
+    return s;
+}
+
+// One simulated instrument, set up through its own session, then read by
+// readTrace. Only the commands after the set-up count.
+struct Rig {
+    qvtest::TempDir dir;
+    qvtest::SimProcess sim;
+    std::string log = dir.file("sim.log");
+    WindowState state;
+    RecordingWindow window;
+    size_t setupLines = 0;
+
+    Rig(const std::string& family, const std::vector<std::string>& setup, std::vector<std::string> extra = {}) {
+        std::vector<std::string> args{"--profile", family, "--log", log};
+        args.insert(args.end(), extra.begin(), extra.end());
+        std::string why;
+        EXPECT_TRUE(sim.start(args, &why)) << why;
+        if (!setup.empty()) {
+            qv::io::VIF v;
+            EXPECT_TRUE(v.OpenDevice(sim.socketResource(), false, false, 2000, false));
+            for (const std::string& c : setup) v.WriteString(c);
+            std::string answer;
+            v.ReadString("*OPC?", answer);  // every set-up command has arrived
+        }
+        setupLines = qvtest::readLines(log).size();
+        state.MyVISARsc = sim.socketResource();
+        state.MyDevType = family;
+        state.localFolder = dir.path();
+        state.prepareVif = [](qv::io::VIF& v) { v.TimeOut(2000); };
+    }
+
+    void read() { qv::trace::readTrace(qv::app::context(), state, window, 2000); }
+
+    // The commands of the reading: after the set-up, without the session's
+    // opening (status byte and error queue) and connection notes.
+    std::vector<std::string> commands() const {
+        std::vector<std::string> lines = qvtest::readLines(log), out;
+        for (size_t i = setupLines; i < lines.size(); ++i)
+            if (lines[i].rfind("@", 0) != 0) out.push_back(lines[i]);
+        auto first = std::find_if(out.begin(), out.end(), [](const std::string& l) { return l != "*STB?"; });
+        if (first != out.end() && *first == "SYST:ERR?") ++first;
+        return {first, out.end()};
+    }
+};
+
+const std::vector<double>& xs(const Plot& p) { return *p.x; }
+const std::vector<double>& ys(const Plot& p) { return *p.y; }
+
+struct ReaderCase {
+    const char* name;
+    const char* family;
+    std::vector<std::string> setup;
+    std::vector<std::string> commands;
+    const char* xName;
+    const char* xUnit;
+    const char* yUnit;
+    std::function<void(const Plot&, const WindowState&)> check;
+};
+
+std::ostream& operator<<(std::ostream& os, const ReaderCase& c) { return os << c.name; }
+
+void expectLinear(const std::vector<double>& x, double start, double stop) {
+    ASSERT_GE(x.size(), 2u);
+    EXPECT_EQ(x.front(), start);
+    EXPECT_EQ(x.back(), stop);
+    const double step = (stop - start) / double(x.size() - 1);
+    for (size_t i = 1; i < x.size(); ++i) ASSERT_NEAR(x[i] - x[i - 1], step, std::fabs(step) * 1e-6) << i;
+}
+
+void expectLogarithmic(const std::vector<double>& x, double start, double stop) {
+    ASSERT_GE(x.size(), 3u);
+    EXPECT_DOUBLE_EQ(x.front(), start);
+    EXPECT_NEAR(x.back(), stop, stop * 1e-9);
+    const double ratio = x[1] / x[0];
+    EXPECT_GT(ratio, 1.0);
+    for (size_t i = 1; i < x.size(); ++i) ASSERT_NEAR(x[i] / x[i - 1], ratio, 1e-9) << i;
+}
+
+const std::vector<std::string> kSweep{"FREQ:START 1000000", "FREQ:STOP 3000000", "SYST:SIM:POIN 401"};
+
+const std::vector<ReaderCase> kReaders = {
+    {"SweptLinear", "TKW", {"INST:SEL SAN", kSweep[0], kSweep[1], kSweep[2], "DISP:TRAC:X:SPAC LIN"},
+     {"INST:SEL?", "CALC:UNIT:POW?", "FORM REAL,32", "TRAC? TRACE1", "FREQ:START?", "FREQ:STOP?",
+      "DISP:TRAC:X:SPAC?", "INST:SEL?"},
+     "Frequency", "Hz", "dBm",
+     [](const Plot& p, const WindowState& s) {
+         expectLinear(xs(p), 1e6, 3e6);
+         EXPECT_EQ(ys(p).size(), 401u);
+         EXPECT_EQ(s.reading.tracePoints, 401);
+         EXPECT_FALSE(p.logHint);
+         EXPECT_FALSE(qv::trace::shared().ZeroSpanTrace);
+     }},
+    {"SweptLogarithmic", "TKD", {"INST:SEL REC", kSweep[0], kSweep[1], kSweep[2], "DISP:TRAC:X:SPAC LOG"},
+     {"INST:SEL?", "CALC:UNIT:POW?", "FORM REAL,32", "TRAC? TRACE1", "FREQ:START?", "FREQ:STOP?",
+      "DISP:TRAC:X:SPAC?", "INST:SEL?"},
+     "Frequency", "Hz", "dBm",
+     [](const Plot& p, const WindowState&) {
+         expectLogarithmic(xs(p), 1e6, 3e6);
+         EXPECT_TRUE(p.logHint);
+     }},
+    // This receiver spaces logarithmically only as a spectrum analyzer.
+    {"ReceiverInRecIsLinear", "VHJO", {"INST:SEL REC", kSweep[0], kSweep[1], kSweep[2], "DISP:TRAC:X:SPAC AUTO"},
+     {"INST:SEL?", "CALC:UNIT:POW?", "FORM REAL,32", "TRAC? TRACE1", "FREQ:START?", "FREQ:STOP?",
+      "DISP:TRAC:X:SPAC?", "INST:SEL?"},
+     "Frequency", "Hz", "dBm", [](const Plot& p, const WindowState&) { expectLinear(xs(p), 1e6, 3e6); }},
+    {"ReceiverInSanIsLogarithmic", "VHJO",
+     {"INST:SEL SAN", kSweep[0], kSweep[1], kSweep[2], "DISP:TRAC:X:SPAC AUTO"},
+     {"INST:SEL?", "CALC:UNIT:POW?", "FORM REAL,32", "TRAC? TRACE1", "FREQ:START?", "FREQ:STOP?",
+      "DISP:TRAC:X:SPAC?", "INST:SEL?"},
+     "Frequency", "Hz", "dBm", [](const Plot& p, const WindowState&) { expectLogarithmic(xs(p), 1e6, 3e6); }},
+    {"ZeroSpan", "TKW", {"INST:SEL SAN", "FREQ:CENT 100000000", "FREQ:SPAN 0", "SENS:SWE:TIME 0.05",
+                         "SYST:SIM:POIN 1001", "CALC:UNIT:POW DBUV"},
+     {"INST:SEL?", "CALC:UNIT:POW?", "FORM REAL,32", "TRAC? TRACE1", "FREQ:START?", "FREQ:STOP?",
+      "DISP:TRAC:X:SPAC?", "SENS:SWE:TIME?"},
+     "Time", "s", "dB\xC2\xB5V",
+     [](const Plot& p, const WindowState& s) {
+         ASSERT_EQ(xs(p).size(), 1001u);
+         EXPECT_EQ(xs(p).front(), 0.0);
+         EXPECT_EQ(xs(p).back(), 0.05);
+         expectLinear(xs(p), 0, 0.05);
+         EXPECT_EQ(s.reading.axisStart, 0);
+         EXPECT_EQ(s.reading.axisStop, 0.05);
+         EXPECT_TRUE(qv::trace::shared().ZeroSpanTrace);
+     }},
+    // The handheld sends one value more than its trace length; it is dropped.
+    {"HandheldDropsItsLastValue", "TKG", {"INST:SEL SAN", kSweep[0], kSweep[1], "SYST:SIM:POIN 631"},
+     {"INST:SEL?", "UNIT:POW?", "FORM REAL,32", "TRAC:DATA?", "FREQ:START?", "FREQ:STOP?", "DISP:TRAC:X:SPAC?",
+      "INST:SEL?"},
+     "Frequency", "Hz", "dBm",
+     [](const Plot& p, const WindowState& s) {
+         EXPECT_EQ(ys(p).size(), 631u);
+         EXPECT_EQ(xs(p).size(), 631u);
+         EXPECT_EQ(s.reading.tracePoints, 631);
+         EXPECT_EQ(qv::trace::shared().traceData.size(), 631u);
+     }},
+    {"PhaseNoise", "TKW", {"INST:SEL PNO", "SYST:SIM:POIN 301"}, {"INST:SEL?", "TRAC? TRACE1"}, "Frequency", "Hz",
+     "dBm",
+     [](const Plot& p, const WindowState& s) {
+         ASSERT_EQ(xs(p).size(), 301u);
+         EXPECT_EQ(s.reading.tracePoints, 301);
+         EXPECT_TRUE(p.logHint);
+         EXPECT_TRUE(std::is_sorted(xs(p).begin(), xs(p).end()));
+         EXPECT_GT(xs(p).front(), 0);
+         for (double y : ys(p)) ASSERT_LT(y, 0);  // dBc/Hz
+         EXPECT_FALSE(qv::trace::shared().ZeroSpanTrace);
+     }},
+    {"Demodulation", "TKW", {"INST:SEL ADEM", "SENS:SWE:TIME 0.01", "SYST:SIM:POIN 500"},
+     {"INST:SEL?", "FORM REAL,32", "ADEM:FM:RES? WRIT", "SWE:TIME?"}, " ", "s", " ",
+     [](const Plot& p, const WindowState& s) {
+         ASSERT_EQ(xs(p).size(), 500u);
+         // The step divides by the point count: the last point is one step short.
+         EXPECT_EQ(xs(p).front(), 0.0);
+         EXPECT_NEAR(xs(p).back(), 0.01 * 499 / 500, 1e-15);
+         EXPECT_EQ(s.reading.axisStart, 0);
+         EXPECT_EQ(p.yName, " ");
+     }},
+    // The receiver's file holds its numbers with a decimal comma.
+    {"AsciiFile", "VHK", {"INST:SEL SAN", kSweep[0], kSweep[1], "SYST:SIM:POIN 201", "UNIT:POW DBUV"},
+     {"UNIT:POW?", "MMEM:STORE:TRAC 1,'TRACE.ASC'", "MMEM:DATA? 'TRACE.ASC'"}, "Frequency", "Hz",
+     "dB\xC2\xB5V",
+     [](const Plot& p, const WindowState& s) {
+         expectLinear(xs(p), 1e6, 3e6);
+         ASSERT_EQ(ys(p).size(), 201u);
+         // A level read as thousands would be far outside any receiver's range.
+         for (double y : ys(p)) ASSERT_LT(std::fabs(y), 300);
+         EXPECT_TRUE(std::any_of(ys(p).begin(), ys(p).end(), [](double y) { return y != std::round(y); }));
+         EXPECT_TRUE(qvtest::fileExists(s.localFolder + "/TRACE.ASC"));
+     }},
+    {"Audio", "DOF", {"CALC:TRAN:FREQ:START 20", "CALC:TRAN:FREQ:STOP 20000", "SYST:SIM:POIN 256"},
+     {"SENS:UNIT?", "FORM REAL", "TRAC? TRACE", "CALC:TRAN:FREQ:START?", "CALC:TRAN:FREQ:STOP?"}, "Frequency",
+     "Hz", "dBm",
+     [](const Plot& p, const WindowState&) {
+         expectLinear(xs(p), 20, 20000);
+         EXPECT_FALSE(qv::trace::shared().ZeroSpanTrace);
+     }},
+    {"AudioOverTime", "DOC", {"CALC:TRAN:FREQ:START 1000", "CALC:TRAN:FREQ:STOP 1000", "SENS:SWE:TIME 0.2"},
+     {"SENS:UNIT?", "FORM REAL", "TRAC? TRACE", "CALC:TRAN:FREQ:START?", "CALC:TRAN:FREQ:STOP?", "SENS:SWE:TIME?"},
+     "Time", "s", "dBm",
+     [](const Plot& p, const WindowState&) {
+         expectLinear(xs(p), 0, 0.2);
+         EXPECT_TRUE(qv::trace::shared().ZeroSpanTrace);
+     }},
+};
+
+class ReaderTest : public ::testing::TestWithParam<ReaderCase> {};
+
+TEST_P(ReaderTest, SendsItsCommandsAndPlotsWhatCameBack) {
+    const ReaderCase& c = GetParam();
+    EventHost host;
+    Rig rig(c.family, c.setup);
+    qv::app::context().SelectedTrace = 0;
+    rig.read();
+    EXPECT_TRUE(host.messages.empty()) << host.messages.front();
+    std::vector<std::string> want;
+    for (const std::string& cmd : c.commands) want.push_back(logged(cmd));
+    EXPECT_EQ(rig.commands(), want);
+    ASSERT_EQ(rig.window.plots.size(), 1u);
+    const Plot& p = rig.window.plots.front();
+    EXPECT_EQ(p.xName, c.xName);
+    EXPECT_EQ(p.xUnit, c.xUnit);
+    EXPECT_EQ(p.yUnit, c.yUnit);
+    EXPECT_EQ(p.family, c.family);
+    ASSERT_TRUE(p.x && p.y);
+    EXPECT_EQ(p.x->size(), p.y->size());
+    EXPECT_EQ(rig.state.readings, 1u);
+    EXPECT_EQ(qv::trace::shared().traceData.size(), p.x->size());
+    c.check(p, rig.state);
+}
+
+INSTANTIATE_TEST_SUITE_P(Families, ReaderTest, ::testing::ValuesIn(kReaders),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// The audio analyzer sends volts; they arrive as dBm, on the 600-ohm reference of audio levels.
+TEST(AudioReader, ConvertsVoltsToDbm) {
+    EventHost host;
+    Rig rig("DOF", {"SYST:SIM:POIN 128"});
+    std::vector<float> volts;
+    {
+        qv::io::VIF v;
+        ASSERT_TRUE(v.OpenDevice(rig.sim.socketResource(), false, false, 2000, false));
+        v.WriteString("FORM REAL");
+        ASSERT_TRUE(v.ReadFloatArray("TRAC? TRACE", volts, ""));
+    }
+    rig.read();
+    ASSERT_EQ(rig.window.plots.size(), 1u);
+    const std::vector<double>& dbm = *rig.window.plots[0].y;
+    ASSERT_EQ(dbm.size(), volts.size());
+    for (size_t i = 0; i < dbm.size(); ++i) {
+        ASSERT_GT(volts[i], 0) << i;
+        ASSERT_NEAR(dbm[i], 10 * std::log10(double(volts[i]) * volts[i] / 600 / 1e-3), 1e-3) << i;
+    }
+}
+
+// ---- the dispatch table ----
+
+struct ChoiceCase {
+    const char* family;
+    const char* mode;
+    const char* mapped;
+    const qv::trace::Reader* reader;  // nullptr: "not supported"
+    bool modeAsked, switchToTkw;
+};
+
+std::ostream& operator<<(std::ostream& os, const ChoiceCase& c) { return os << c.family << "/" << c.mode; }
+
+class ChoiceTest : public ::testing::TestWithParam<ChoiceCase> {};
+
+TEST_P(ChoiceTest, PicksTheReaderByFamilyThenByMode) {
+    const ChoiceCase& c = GetParam();
+    const qv::trace::Choice got = qv::trace::chooseReaderFor(c.family, c.mode, c.mapped);
+    EXPECT_EQ(got.reader, c.reader);
+    EXPECT_EQ(got.modeAsked, c.modeAsked);
+    EXPECT_EQ(got.switchToTkw, c.switchToTkw);
+}
+
+using namespace qv::trace;
+INSTANTIATE_TEST_SUITE_P(
+    Table, ChoiceTest,
+    ::testing::Values(ChoiceCase{"TKB", "SAN", "TKB", &kAnalyzerReader, true, false},
+                      // "KD" anywhere in the mapped name counts, this family's own tag included.
+                      ChoiceCase{"TKD", "SAN", "TKD", &kAnalyzerReader, true, true},
+                      ChoiceCase{"TKB", "REC", "TKB", &kAnalyzerReader, true, false},
+                      ChoiceCase{"VHJO", "CATV", "VHJO", &kAnalyzerReader, true, false},
+                      ChoiceCase{"TKW", "PNO", "TKW", &kPhaseNoiseReader, true, false},
+                      ChoiceCase{"TKM", "ADEM", "TKM", &kDemodReader, true, false},
+                      ChoiceCase{"TKW", "NWA", "TKW", &kNetworkReader, true, false},
+                      // A model whose mapped name holds "KD" in an analyzer mode becomes a TKW.
+                      ChoiceCase{"TKW", "SAN", "KDX", &kAnalyzerReader, true, true},
+                      ChoiceCase{"KDP", "REC", "KDP", &kAnalyzerReader, true, true},
+                      ChoiceCase{"TKW", "PNO", "KDX", &kPhaseNoiseReader, true, false},
+                      // Mode words no reader takes.
+                      ChoiceCase{"TKM", "DDEM", "TKM", nullptr, true, false},
+                      ChoiceCase{"TKW", "san", "TKW", nullptr, true, false},
+                      ChoiceCase{"TKD", "", "TKD", nullptr, true, false},
+                      ChoiceCase{"KDP", "XYZ", "KDP", nullptr, true, false},
+                      ChoiceCase{"KDE", "XYZ", "KDE", &kNetworkReader, true, false},
+                      // Chosen by family, before any mode word.
+                      ChoiceCase{"VHK", "SAN", "VHK", &kAsciiReader, false, false},
+                      ChoiceCase{"DOF", "", "DOF", &kAudioReader, false, false},
+                      ChoiceCase{"DOC", "SAN", "DOC", &kAudioReader, false, false},
+                      ChoiceCase{"KDM", "SAN", "KDM", &kOldNetworkReader, false, false}));
+
+// ---- readTrace's loop ----
+
+TEST(ReadTrace, ContinuousReadingRunsUntilItsBoxIsCleared) {
+    EventHost host;
+    Rig rig("TKW", {"INST:SEL SAN", "SYST:SIM:POIN 101"});
+    rig.state.continuousOn = true;
+    host.onEvents = [&] {
+        // The user unticks the box; a run that goes astray is stopped too.
+        if (rig.state.readings == 3 || host.events > 50) rig.state.continuousOn = false;
+    };
+    rig.read();
+    EXPECT_EQ(rig.state.readings, 3u);
+    EXPECT_EQ(rig.window.plots.size(), 3u);
+    EXPECT_TRUE(host.messages.empty());
+    const std::vector<std::string> sent = rig.commands();
+    EXPECT_EQ(std::count(sent.begin(), sent.end(), "TRAC? TRACE1"), 3);
+    EXPECT_FALSE(rig.state.running);
+    EXPECT_GE(host.busyOff, 1);
+}
+
+TEST(ReadTrace, ARequestDuringAReadingBecomesOneMorePass) {
+    EventHost host;
+    Rig rig("TKW", {"INST:SEL SAN", "SYST:SIM:POIN 101"});
+    int nested = 0;
+    host.onEvents = [&] {
+        // The update key pressed while the first reading lets events through.
+        if (rig.state.readings == 1 && nested == 0) {
+            ++nested;
+            rig.read();
+            EXPECT_EQ(rig.state.readings, 1u);  // it did not read by itself
+        }
+    };
+    rig.read();
+    EXPECT_EQ(nested, 1);
+    EXPECT_EQ(rig.state.readings, 2u);
+    EXPECT_FALSE(rig.state.running);
+    EXPECT_FALSE(rig.state.again);
+}
+
+TEST(ReadTrace, AClosedWindowEndsAContinuousReading) {
+    EventHost host;
+    Rig rig("TKW", {"INST:SEL SAN", "SYST:SIM:POIN 101"});
+    rig.state.continuousOn = true;
+    host.onEvents = [&] {
+        if (rig.state.readings == 2 || host.events > 50) rig.window.closed = true;
+    };
+    rig.read();
+    EXPECT_EQ(rig.state.readings, 2u);
+    EXPECT_TRUE(rig.state.continuousOn);
+}
+
+TEST(ReadTrace, ASilentInstrumentEndsEachPassWithinItsTimeout) {
+    EventHost host;
+    // Open and mode answer; the trace data never comes.
+    Rig rig("TKW", {"INST:SEL SAN"}, {"--fault", "silent@TRAC?"});
+    rig.state.prepareVif = [](qv::io::VIF& v) { v.TimeOut(300); };
+    rig.state.continuousOn = true;
+    int passes = 0;
+    host.onEvents = [&] {
+        // Two passes with their boxes, then the user stops it.
+        if (std::count(host.messages.begin(), host.messages.end(), qv::trace::kNoTraceText) == 2) {
+            rig.state.continuousOn = false;
+            ++passes;
+        }
+        if (host.events > 50) rig.state.continuousOn = false;  // a test that fails must still end
+    };
+    const auto t0 = std::chrono::steady_clock::now();
+    qv::trace::readTrace(qv::app::context(), rig.state, rig.window, 300);
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    EXPECT_GE(passes, 1);
+    EXPECT_LT(seconds, 6.0);  // two passes of one 300 ms wait each, and the opening
+    EXPECT_EQ(rig.state.readings, 0u);
+    ASSERT_FALSE(host.messages.empty());
+    EXPECT_EQ(host.messages.back(), qv::trace::kNoTraceText);
+    EXPECT_EQ(host.titles.back(), QV_PRODUCT_NAME);
+    EXPECT_TRUE(rig.window.plots.empty());
+}
+
+TEST(ReadTrace, AOnePointTraceEndsTheRunWithItsDescription) {
+    EventHost host;
+    Rig rig("TKW", {"INST:SEL SAN", "SYST:SIM:POIN 1"});
+    qv::trace::shared().traceData.set(qv::trace::makeValues({1, 2}), qv::trace::makeValues({3, 4}));
+    rig.state.continuousOn = true;
+    rig.read();
+    ASSERT_EQ(host.messages.size(), 1u);
+    EXPECT_NE(host.messages[0].find("Division by zero"), std::string::npos) << host.messages[0];
+    EXPECT_TRUE(rig.state.continuousOn);  // the box stays as the user left it
+    EXPECT_TRUE(rig.window.plots.empty());
+    EXPECT_EQ(qv::trace::shared().traceData.size(), 2u);  // the last reading stays
+    const std::vector<std::string> sent = rig.commands();
+    EXPECT_EQ(std::count(sent.begin(), sent.end(), "INST:SEL?"), 2);  // one pass only
+}
+
+TEST(ReadTrace, AModeWithoutAReaderIsNamedThenNoTrace) {
+    EventHost host;
+    Rig rig("TKM", {"INST:SEL DDEM"});
+    rig.read();
+    EXPECT_EQ(host.messages, (std::vector<std::string>{"Instrument mode DDEM is not supported!", kNoTraceText}));
+    EXPECT_TRUE(rig.window.plots.empty());
+}
+
+TEST(ReadTrace, AReaderNotInThisBuildIsSaidOnceEvenInAContinuousRun) {
+    EventHost host;
+    Rig rig("TKW", {"INST:SEL NWA"});
+    rig.state.continuousOn = true;
+    rig.read();
+    ASSERT_EQ(host.messages.size(), 2u);
+    EXPECT_EQ(host.messages[0], qv::trace::readerMissingText(qv::trace::kNetworkReader));
+    EXPECT_EQ(host.messages[1], kNoTraceText);
+}
+
+TEST(ReadTrace, TheStoredDataEntryOpensItsDialogOnceWithoutAnInstrument) {
+    EventHost host;
+    WindowState state;
+    RecordingWindow window;
+    state.MyVISARsc = "<FILE>";
+    state.MyDevType = "<FILE>";
+    state.continuousOn = true;
+    qv::trace::readTrace(qv::app::context(), state, window, 100);
+    EXPECT_EQ(window.storedDataOpened, 1);
+    EXPECT_TRUE(host.messages.empty());
+    EXPECT_EQ(host.busyOn, 1);
+}
+
+TEST(ReadTrace, AKdModelInAnAnalyzerModeIsReadAsTkwFromThenOn) {
+    EventHost host;
+    Rig rig("TKD", {"INST:SEL SAN", "SYST:SIM:POIN 101"});
+    rig.window.mapped = "KDX";
+    rig.read();
+    EXPECT_EQ(rig.state.MyDevType, "TKW");
+    ASSERT_EQ(rig.window.plots.size(), 1u);
+    EXPECT_EQ(rig.window.plots[0].family, "TKW");
+}
+
+// ---- the command line ----
+
+TEST(TraceCommand, PrintsTheTraceTextAndSaysWhenNoneCame) {
+    Rig rig("TKW", {"INST:SEL SAN", kSweep[0], kSweep[1], "SYST:SIM:POIN 11"});
+    const std::string cli = std::string(QV_BIN_DIR) + "/quilvane-cli --timeout 2000 ";
+    const std::string out = rig.dir.file("t.txt");
+    qvtest::CommandResult r = qvtest::runCommand("LC_ALL=C " + cli + "trace " + rig.sim.socketResource() + " -o " + out);
+    ASSERT_EQ(r.exitCode, 0) << r.output;
+    const std::vector<std::string> lines = qvtest::readLines(out);
+    ASSERT_EQ(lines.size(), 11u);
+    EXPECT_EQ(lines.front().rfind("1000000; -", 0), 0u) << lines.front();
+    EXPECT_EQ(lines.back().rfind("3000000; ", 0), 0u) << lines.back();
+    EXPECT_EQ(lines.front().back(), '\r');
+
+    r = qvtest::runCommand(cli + "trace " + rig.sim.socketResource() + " --trace 0");
+    EXPECT_EQ(r.exitCode, 2) << r.output;
+
+    Rig modeless("TKM", {"INST:SEL DDEM"});
+    r = qvtest::runCommand(cli + "trace " + modeless.sim.socketResource());
+    EXPECT_EQ(r.exitCode, 1) << r.output;
+    EXPECT_NE(r.output.find("Instrument mode DDEM is not supported!"), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find(kNoTraceText), std::string::npos) << r.output;
+}
+
+}  // namespace
