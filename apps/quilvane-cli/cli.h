@@ -66,4 +66,8 @@ int cmdDemod(const Options& o);
 // remote interfaces editor; "address<TAB>resource<TAB>identity" a line.
 int cmdDiscover(const Options& o);
 
+// trace RES [--trace N] [--channel N] [--png FILE]: one reading through the
+// trace window's engine, its text on standard output or in -o FILE.
+int cmdTrace(const Options& o);
+
 }  // namespace qv::cli

@@ -172,7 +172,7 @@ const CommandTable& commandTable() {
     static const CommandTable table = [] {
         std::vector<CommandDef> all;
         for (auto group : {commonCommands(), systemCommands(), massMemoryCommands(), measurementCommands(),
-                           hardcopyCommands(), serviceCommands(), correctionCommands(), tableCommands()})
+                           hardcopyCommands(), serviceCommands(), correctionCommands(), tableCommands(), traceCommands()})
             all.insert(all.end(), group.begin(), group.end());
         return CommandTable(all);
     }();

@@ -65,6 +65,7 @@ std::vector<CommandDef> hardcopyCommands();
 std::vector<CommandDef> serviceCommands();
 std::vector<CommandDef> correctionCommands();
 std::vector<CommandDef> tableCommands();
+std::vector<CommandDef> traceCommands();
 
 // Parses a pattern ("[SENSe:]FREQuency:CENTer") into nodes; false if malformed.
 bool parsePattern(std::string_view pattern, Command& out);

@@ -1,4 +1,5 @@
 // Measurement side: instrument mode, data format and traces.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -81,27 +82,58 @@ void answerSummary(CommandContext& c) {
     c.out.append(bytes);
 }
 
+// "TRACE<n>" (or "TRACE": 1) as analyzers name their traces; 0 when the
+// word is none of them.
+int traceNumber(const std::string& word) {
+    if (word.rfind("TRACE", 0) != 0) return 0;
+    std::string digits = word.substr(5);
+    if (digits.empty()) return 1;
+    if (digits.size() > 2 || digits.find_first_not_of("0123456789") != std::string::npos) return 0;
+    int n = 0;
+    for (char d : digits) n = n * 10 + (d - '0');
+    return n;
+}
+
+void answerCurve(CommandContext& c, const TraceCurve& curve) {
+    if (c.state.asciiFormat) {
+        c.emptyAnswer = curve.count == 0;
+        c.out.appendGenerated(makeAsciiTrace(curve));
+    } else {
+        auto gen = makeBinaryTrace(curve);
+        c.out.appendBlockHeader(gen->size());
+        c.out.appendGenerated(gen);
+    }
+}
+
+// What a trace of the current mode holds: a spectrum, or with zero span a
+// burst over time; an audio analyzer's spectrum or level over time.
+TraceCurve curveFor(const CommandContext& c, int trace) {
+    const auto& s = c.state;
+    TraceCurve curve;
+    curve.trace = trace;
+    curve.points = s.points;
+    curve.count = s.points;
+    curve.unit = s.levelUnit;
+    if (c.instrument.profile().audio) {
+        curve.unit = LevelUnit::Volt;
+        curve.kind = s.audioStartHz == s.audioStopHz ? TraceCurve::Kind::AudioLevel : TraceCurve::Kind::AudioSpectrum;
+        curve.startHz = s.audioStartHz;
+        curve.stopHz = s.audioStopHz;
+        return curve;
+    }
+    if (c.instrument.profile().analyzer && s.spanHz() == 0) curve.kind = TraceCurve::Kind::ZeroSpan;
+    // The handheld sends one value past its trace length.
+    if (c.instrument.profile().extraTracePoint) ++curve.count;
+    return curve;
+}
+
 void traceQuery(CommandContext& c) {
     if (!c.expectParams(0, 1)) return;
     int trace = c.suffix(0);
     if (c.paramCount() == 1) {
-        // TRACE<n>, as analyzers name their traces.
         std::string w;
         if (!c.wordParam(0, w)) return;
-        if (w.rfind("TRACE", 0) != 0) {
-            c.error(err::kIllegalParameterValue);
-            return;
-        }
-        std::string digits = w.substr(5);
-        trace = 1;
-        if (!digits.empty()) {
-            if (digits.size() > 2 || digits.find_first_not_of("0123456789") != std::string::npos) {
-                c.error(err::kIllegalParameterValue);
-                return;
-            }
-            trace = 0;
-            for (char d : digits) trace = trace * 10 + (d - '0');
-        }
+        trace = traceNumber(w);
     }
     if (trace < 1 || trace > kMaxTrace) {
         c.error(err::kIllegalParameterValue);
@@ -111,31 +143,108 @@ void traceQuery(CommandContext& c) {
         answerSummary(c);
         return;
     }
-    uint32_t points = c.state.points;
-    if (c.state.asciiFormat) {
-        c.out.appendGenerated(makeAsciiTrace(trace, points));
-    } else {
-        auto gen = makeBinaryTrace(trace, points);
-        c.out.appendBlockHeader(gen->size());
-        c.out.appendGenerated(gen);
+    // Phase noise is answered as text pairs whatever the format says.
+    if (c.state.mode == "PNO") {
+        c.out.append(phaseNoiseText(trace, c.state.points));
+        return;
     }
+    answerCurve(c, curveFor(c, trace));
 }
 
-// The frequency window: centre and span in whole hertz, start and stop
-// derived from them, as a sweeping instrument keeps them.
-void setHz(CommandContext& c, int64_t& field, int64_t def) {
-    int64_t v = 0;
-    if (c.expectParams(1, 1) && c.integerParam(0, v, 0, Instrument::kMaxFrequencyHz, def)) field = v;
+// The FM demodulator's deviation over the sweep, in Hz; only in ADEM mode.
+void fmResultQuery(CommandContext& c) {
+    if (c.state.mode != "ADEM") {
+        c.error(err::kUndefinedHeader);
+        return;
+    }
+    if (!c.expectParams(0, 1)) return;
+    if (c.paramCount() == 1) {
+        std::string w;
+        if (!c.wordParam(0, w)) return;
+        static const char* const kKinds[] = {"WRIT", "WRITE", "AVER", "AVERAGE", "MAXH", "MAXHOLD",
+                                             "MINH", "MINHOLD", "VIEW"};
+        bool known = false;
+        for (const char* k : kKinds) known = known || w == k;
+        if (!known) {
+            c.error(err::kIllegalParameterValue);
+            return;
+        }
+    }
+    TraceCurve curve;
+    curve.kind = TraceCurve::Kind::FmDeviation;
+    curve.points = curve.count = c.state.points;
+    answerCurve(c, curve);
+}
+
+// The frequency window. Setting the centre keeps the span and the reverse;
+// setting start or stop keeps the other edge (pushed along if crossed).
+bool hzParam(CommandContext& c, int64_t& v, int64_t def) {
+    return c.expectParams(1, 1) && c.integerParam(0, v, 0, Instrument::kMaxFrequencyHz, def);
 }
 void queryHz(CommandContext& c, int64_t value) {
     if (c.expectParams(0, 0)) c.out.append(std::to_string(value));
 }
-void centerSet(CommandContext& c) { setHz(c, c.state.centerHz, Instrument::kDefaultCenterHz); }
-void centerQuery(CommandContext& c) { queryHz(c, c.state.centerHz); }
-void spanSet(CommandContext& c) { setHz(c, c.state.spanHz, Instrument::kDefaultSpanHz); }
-void spanQuery(CommandContext& c) { queryHz(c, c.state.spanHz); }
-void startQuery(CommandContext& c) { queryHz(c, c.state.centerHz - c.state.spanHz / 2); }
-void stopQuery(CommandContext& c) { queryHz(c, c.state.centerHz + c.state.spanHz / 2); }
+void setWindow(Instrument::State& s, int64_t center, int64_t span) {
+    s.startHz = center - span / 2;
+    s.stopHz = s.startHz + span;
+}
+void centerSet(CommandContext& c) {
+    int64_t v = 0;
+    if (hzParam(c, v, Instrument::kDefaultCenterHz)) setWindow(c.state, v, c.state.spanHz());
+}
+void spanSet(CommandContext& c) {
+    int64_t v = 0;
+    if (hzParam(c, v, Instrument::kDefaultSpanHz)) setWindow(c.state, c.state.centerHz(), v);
+}
+void startSet(CommandContext& c) {
+    int64_t v = 0;
+    if (!hzParam(c, v, Instrument::State{}.startHz)) return;
+    c.state.startHz = v;
+    c.state.stopHz = std::max(c.state.stopHz, v);
+}
+void stopSet(CommandContext& c) {
+    int64_t v = 0;
+    if (!hzParam(c, v, Instrument::State{}.stopHz)) return;
+    c.state.stopHz = v;
+    c.state.startHz = std::min(c.state.startHz, v);
+}
+void centerQuery(CommandContext& c) { queryHz(c, c.state.centerHz()); }
+void spanQuery(CommandContext& c) { queryHz(c, c.state.spanHz()); }
+void startQuery(CommandContext& c) { queryHz(c, c.state.startHz); }
+void stopQuery(CommandContext& c) { queryHz(c, c.state.stopHz); }
+
+bool sweepTimeFamily(CommandContext& c) {
+    if (c.instrument.profile().analyzer || c.instrument.profile().audio) return true;
+    c.error(err::kUndefinedHeader);
+    return false;
+}
+
+constexpr double kMinSweepTimeS = 1e-6, kMaxSweepTimeS = 16000;
+
+void sweepTimeSet(CommandContext& c) {
+    double v = 0;
+    if (sweepTimeFamily(c) && c.expectParams(1, 1) &&
+        c.realParam(0, v, kMinSweepTimeS, kMaxSweepTimeS, Instrument::kDefaultSweepTimeS,
+                    {{"S", 1}, {"MS", 1e-3}, {"US", 1e-6}, {"NS", 1e-9}, {"KS", 1e3}}))
+        c.state.sweepTimeS = v;
+}
+
+void sweepTimeQuery(CommandContext& c) {
+    if (!sweepTimeFamily(c) || !c.expectParams(0, 0)) return;
+    char text[32];
+    std::snprintf(text, sizeof text, "%.9g", c.state.sweepTimeS);
+    c.out.append(text);
+}
+
+// The sweep's point count is the simulator's trace length by another name.
+void sweepPointsSet(CommandContext& c) {
+    int64_t v = 0;
+    if (c.expectParams(1, 1) && c.integerParam(0, v, 1, Instrument::kMaxPoints, 1001)) c.state.points = uint32_t(v);
+}
+
+void sweepPointsQuery(CommandContext& c) {
+    if (c.expectParams(0, 0)) c.out.append(std::to_string(c.state.points));
+}
 
 // A single sweep: it keeps the instrument busy like *RST.
 void initiate(CommandContext& c) {
@@ -151,9 +260,12 @@ std::vector<CommandDef> measurementCommands() {
         {"FORMat[:DATA]", formatSet, formatQuery},
         {"[SENSe]:FREQuency:CENTer", centerSet, centerQuery},
         {"[SENSe]:FREQuency:SPAN", spanSet, spanQuery},
-        {"[SENSe]:FREQuency:STARt", nullptr, startQuery},
-        {"[SENSe]:FREQuency:STOP", nullptr, stopQuery},
+        {"[SENSe]:FREQuency:STARt", startSet, startQuery},
+        {"[SENSe]:FREQuency:STOP", stopSet, stopQuery},
+        {"[SENSe]:SWEep:TIME", sweepTimeSet, sweepTimeQuery},
+        {"[SENSe]:SWEep:POINts", sweepPointsSet, sweepPointsQuery},
         {"TRACe#16[:DATA]", nullptr, traceQuery},
+        {"[SENSe]:ADEMod:FM[:TDOMain]:RESult", nullptr, fmResultQuery},
     };
 }
 

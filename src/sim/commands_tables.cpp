@@ -26,9 +26,9 @@ std::string peakListText(const Instrument::State& s) {
     std::string text;
     int marker = 0;
     for (const auto& peak : tracePeaks(1, s.points)) {
-        double start = double(s.centerHz) - double(s.spanHz) / 2;
-        double hz = s.points > 1 ? start + double(s.spanHz) * double(peak.index) / double(s.points - 1)
-                                 : double(s.centerHz);
+        double start = double(s.startHz);
+        double hz = s.points > 1 ? start + double(s.spanHz()) * double(peak.index) / double(s.points - 1)
+                                 : double(s.centerHz());
         char lines[128];
         std::snprintf(lines, sizeof lines, "Peak;%d;\r\n%.6E;Hz;\r\n%.2f;dBm;\r\n", ++marker, hz, double(peak.level));
         text += lines;

@@ -121,8 +121,15 @@ uint8_t Instrument::statusByteLocked(bool mav) const {
 void Instrument::resetLocked() {
     state_.mode = profile_->modes.empty() ? "SAN" : profile_->modes.front();
     state_.asciiFormat = true;
-    state_.centerHz = kDefaultCenterHz;
-    state_.spanHz = kDefaultSpanHz;
+    state_.startHz = State{}.startHz;
+    state_.stopHz = State{}.stopHz;
+    state_.levelUnit = LevelUnit::Dbm;
+    state_.xSpacing = "LIN";
+    state_.sweepTimeS = kDefaultSweepTimeS;
+    state_.traceOn = State{}.traceOn;
+    state_.audioUnit = "V";
+    state_.audioStartHz = kDefaultAudioStartHz;
+    state_.audioStopHz = kDefaultAudioStopHz;
     state_.hardcopy = State::Hardcopy{};
     state_.hardcopy.language = profile_->hardcopyFormat;
     // Correction tables are stored data and survive; applying one is a setting.
@@ -380,6 +387,47 @@ bool CommandContext::integerParam(size_t i, int64_t& v, int64_t min, int64_t max
         return false;
     }
     v = int64_t(r);
+    return true;
+}
+
+bool CommandContext::realParam(size_t i, double& v, double min, double max, double def,
+                               std::initializer_list<UnitFactor> units) {
+    const Parameter* p = param(i);
+    if (!p) return false;
+    if (p->type == Parameter::Type::Character) {
+        const std::string w = upperText(p->text);
+        if (w == "MIN" || w == "MINIMUM") v = min;
+        else if (w == "MAX" || w == "MAXIMUM") v = max;
+        else if (w == "DEF" || w == "DEFAULT") v = def;
+        else {
+            error(err::kDataType);
+            return false;
+        }
+        return true;
+    }
+    if (p->type != Parameter::Type::Number) {
+        error(err::kDataType);
+        return false;
+    }
+    double factor = 1;
+    if (!p->unit.empty()) {
+        bool known = false;
+        for (const auto& u : units)
+            if (p->unit == u.unit) {
+                factor = u.factor;
+                known = true;
+            }
+        if (!known) {
+            error(err::kInvalidSuffix);
+            return false;
+        }
+    }
+    double r = p->number * factor;
+    if (!std::isfinite(r) || r < min || r > max) {
+        error(err::kDataOutOfRange);
+        return false;
+    }
+    v = r;
     return true;
 }
 

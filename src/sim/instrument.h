@@ -3,9 +3,11 @@
 // against them. Connections share the instrument; each has a Session.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -22,6 +24,7 @@
 #include "response.h"
 #include "sandbox.h"
 #include "scpi_parser.h"
+#include "trace_data.h"
 
 namespace qv::sim {
 
@@ -99,6 +102,9 @@ public:
     static constexpr int64_t kDefaultCenterHz = 1'500'000'000;
     static constexpr int64_t kDefaultSpanHz = 3'000'000'000;
     static constexpr int64_t kMaxFrequencyHz = 100'000'000'000;
+    static constexpr double kDefaultSweepTimeS = 0.02;
+    static constexpr double kDefaultAudioStartHz = 20;
+    static constexpr double kDefaultAudioStopHz = 20000;
     struct State {
         std::deque<QueuedError> errors;
         uint8_t esr = 0x80;  // power on
@@ -107,9 +113,23 @@ public:
         std::string mode;
         bool asciiFormat = true;
         uint32_t points = 1001;
-        // The sweep's frequency window, whole hertz.
-        int64_t centerHz = kDefaultCenterHz;
-        int64_t spanHz = kDefaultSpanHz;
+        // The sweep's frequency window, whole hertz. Kept as start and stop
+        // so that centre, span, start and stop read back as they were set.
+        int64_t startHz = kDefaultCenterHz - kDefaultSpanHz / 2;
+        int64_t stopHz = kDefaultCenterHz + kDefaultSpanHz / 2;
+        int64_t centerHz() const { return startHz + spanHz() / 2; }
+        int64_t spanHz() const { return stopHz - startHz; }
+        // How an analyzer shows its traces: level unit, x axis spacing
+        // ("LIN", "LOG", "AUTO"), sweep time, which of its six traces are on.
+        LevelUnit levelUnit = LevelUnit::Dbm;
+        std::string xSpacing = "LIN";
+        double sweepTimeS = kDefaultSweepTimeS;
+        std::array<bool, 6> traceOn{true, true, false, false, false, false};
+        // An audio analyzer's unit word and the frequency window of its
+        // spectrum; equal start and stop make a time trace.
+        std::string audioUnit = "V";
+        double audioStartHz = kDefaultAudioStartHz;
+        double audioStopHz = kDefaultAudioStopHz;
         std::vector<Fault> faults;
         bool remote = false;
         int32_t lockOwner = 0;
@@ -218,6 +238,14 @@ public:
     bool expectParams(size_t min, size_t max);
     // Integer (rounded), also MINimum / MAXimum / DEFault.
     bool integerParam(size_t i, int64_t& v, int64_t min, int64_t max, int64_t def);
+    // A real number, also MINimum / MAXimum / DEFault; a suffix must be one
+    // of `units` (its factor scales the number). Out of range: -222.
+    struct UnitFactor {
+        const char* unit;  // upper case
+        double factor;
+    };
+    bool realParam(size_t i, double& v, double min, double max, double def,
+                   std::initializer_list<UnitFactor> units = {});
     bool stringParam(size_t i, std::string& s);
     bool wordParam(size_t i, std::string& upperWord);
     // ON / OFF or a number (0 is off).

@@ -1,6 +1,7 @@
 #include "profiles.h"
 #include "text.h"
 
+#include <algorithm>
 #include <cctype>
 
 namespace qv::sim {
@@ -133,6 +134,9 @@ void addScreens(std::vector<Profile>& profiles) {
         if (kTransducers.find(" " + p.tag + " ") != std::string::npos) p.correction = Profile::Correction::Transducer;
         p.peakList = kPeakLists.find(" " + p.tag + " ") != std::string::npos;
         p.demodulation = p.tag == "TKM";
+        p.analyzer = std::find(p.modes.begin(), p.modes.end(), "ADEM") != p.modes.end();
+        p.extraTracePoint = p.tag == "TKG";
+        p.audio = p.tag == "DOF" || p.tag == "DOC";
         // Where these firmwares put their screen shots.
         if (p.tag == "TKG") p.folders = {"/Public/Screen Shots"};
         if (p.tag == "MYE") p.folders = {"/INT/DATA"};

@@ -30,6 +30,14 @@ struct Profile {
     bool peakList = false;
     // Has the digital demodulation mode DDEM and its result summary.
     bool demodulation = false;
+    // Has the analyzer modes (SAN REC CATV PNO ADEM) and their trace
+    // settings: level unit, x spacing, sweep time, trace states.
+    bool analyzer = false;
+    // Answers a trace query with one value more than its trace length (TKG).
+    bool extraTracePoint = false;
+    // An audio analyzer: traces in volts, SENS:UNIT, CALC:TRAN:FREQ, and
+    // errors through *ERR? (DOF, DOC).
+    bool audio = false;
     // Folders the firmware keeps besides the start folder.
     std::vector<std::string> folders;
     // Hardcopy language after power-on ("WMF", "EMF", "BMP", "PNG", "JPG",

@@ -386,6 +386,16 @@ int Sandbox::readFile(std::string_view name, std::shared_ptr<const OpenFile>& fi
 }
 
 int Sandbox::writeFile(std::string_view name, std::string_view data) {
+    bool given = false;
+    return writeFileFrom(name, [&](std::string& piece) {
+        if (given) return false;
+        piece.assign(data);
+        given = true;
+        return true;
+    });
+}
+
+int Sandbox::writeFileFrom(std::string_view name, const std::function<bool(std::string& piece)>& next) {
     int dirFd = -1;
     std::string leaf;
     if (int e = openParent(name, dirFd, leaf)) return e;
@@ -395,7 +405,9 @@ int Sandbox::writeFile(std::string_view name, std::string_view data) {
     std::string tmp = tempName();
     int fd = ::openat(dir.get(), tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (fd < 0) return errnoToScpi(errno);
-    bool ok = writeAll(fd, data.data(), data.size());
+    bool ok = true;
+    std::string piece;
+    while (ok && next(piece)) ok = writeAll(fd, piece.data(), piece.size());
     int e = errno;
     ::close(fd);
     if (!ok) {

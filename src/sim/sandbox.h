@@ -17,6 +17,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -60,6 +61,10 @@ public:
     // Every operation returns 0 or a SCPI error code (-256, -257, -250, ...).
     int readFile(std::string_view name, std::shared_ptr<const OpenFile>& file, uint64_t& size) const;
     int writeFile(std::string_view name, std::string_view data);
+    // Writes what `next` produces, piece by piece, so that a long file never
+    // sits in memory whole: each call replaces `piece` with the next bytes
+    // and returns false when there are no more.
+    int writeFileFrom(std::string_view name, const std::function<bool(std::string& piece)>& next);
     // Moves a spooled upload to its place (renamed when possible, else copied).
     int moveFileIn(std::string_view name, SpillFile& spill);
     int deleteFile(std::string_view name);

@@ -18,16 +18,28 @@ uint64_t mix(uint64_t x) {
 }
 
 constexpr size_t kAsciiWidth = 13;  // "-8.123456E+01"
+constexpr double kPi = 3.14159265358979323846;
+
+// Uniform noise in [-0.5, 0.5) from (trace, index, stream).
+double noise(int trace, uint32_t index, uint64_t stream = 0) {
+    uint64_t r = mix((uint64_t(uint32_t(trace)) << 32 | index) ^ (stream << 56));
+    return double(r >> 11) / double(1ull << 53) - 0.5;
+}
+
+// Writes v in the fixed NR3 width; false for a value that has no such form.
+bool nr3(double v, char (&text)[32]) {
+    return std::snprintf(text, sizeof text, "%+.6E", v) == int(kAsciiWidth);
+}
 
 class BinaryTrace final : public Generator {
 public:
-    BinaryTrace(int trace, uint32_t points) : trace_(trace), points_(points) {}
-    uint64_t size() const override { return uint64_t(points_) * 4; }
+    explicit BinaryTrace(const TraceCurve& curve) : curve_(curve) {}
+    uint64_t size() const override { return uint64_t(curve_.count) * 4; }
     void fill(uint64_t offset, uint8_t* dst, size_t n) const override {
         while (n > 0) {
             uint32_t index = uint32_t(offset / 4);
             size_t within = size_t(offset % 4);
-            float v = traceValue(trace_, index, points_);
+            float v = curveValue(curve_, index);
             uint32_t bits;
             std::memcpy(&bits, &v, 4);
             uint8_t le[4] = {uint8_t(bits), uint8_t(bits >> 8), uint8_t(bits >> 16), uint8_t(bits >> 24)};
@@ -40,23 +52,20 @@ public:
     }
 
 private:
-    int trace_;
-    uint32_t points_;
+    TraceCurve curve_;
 };
 
 class AsciiTrace final : public Generator {
 public:
-    AsciiTrace(int trace, uint32_t points) : trace_(trace), points_(points) {}
-    uint64_t size() const override { return points_ ? uint64_t(points_) * (kAsciiWidth + 1) - 1 : 0; }
+    explicit AsciiTrace(const TraceCurve& curve) : curve_(curve) {}
+    uint64_t size() const override { return curve_.count ? uint64_t(curve_.count) * (kAsciiWidth + 1) - 1 : 0; }
     void fill(uint64_t offset, uint8_t* dst, size_t n) const override {
         while (n > 0) {
             uint32_t index = uint32_t(offset / (kAsciiWidth + 1));
             size_t within = size_t(offset % (kAsciiWidth + 1));
             char text[32];
-            float v = traceValue(trace_, index, points_);
-            int len = std::snprintf(text, sizeof text, "%+.6E", double(v));
-            if (len != int(kAsciiWidth)) {
-                std::memset(text, ' ', kAsciiWidth);  // cannot happen for our value range
+            if (!nr3(double(curveValue(curve_, index)), text)) {
+                std::memset(text, ' ', kAsciiWidth);  // cannot happen: values are finite floats
             }
             text[kAsciiWidth] = ',';
             size_t take = std::min(n, kAsciiWidth + 1 - within);
@@ -68,8 +77,7 @@ public:
     }
 
 private:
-    int trace_;
-    uint32_t points_;
+    TraceCurve curve_;
 };
 
 struct Peak {
@@ -79,31 +87,206 @@ struct Peak {
 // rolling noise floor around -90 dBm.
 constexpr Peak kPeaks[] = {{0.25, 0.004, 1e-3}, {0.52, 0.010, 2e-6}, {0.81, 0.002, 5e-5}};
 
+double place(uint32_t index, uint32_t points) { return points > 1 ? double(index) / double(points - 1) : 0.0; }
+
+// A burst switched on in the middle third of the sweep: raised-cosine
+// edges of a sixtieth of the sweep each, a flat top near -20 dBm.
+double zeroSpanDbm(int trace, uint32_t index, uint32_t points) {
+    constexpr double kOn = 1.0 / 3, kOff = 2.0 / 3, kEdge = 1.0 / 60;
+    double x = place(index, points);
+    double envelope = 0;
+    if (x >= kOn && x <= kOff) {
+        double d = std::min(x - kOn, kOff - x);
+        envelope = d >= kEdge ? 1.0 : 0.5 - 0.5 * std::cos(kPi * d / kEdge);
+    }
+    double milliwatts = 1e-9 + 1e-2 * envelope * (1.0 + 0.02 * noise(trace, index, 1));
+    double db = 10.0 * std::log10(milliwatts) + 3.0 * noise(trace, index) * (1.0 - envelope);
+    return db + 1.5 * (trace - 1);
+}
+
+double fmDeviationHz(int trace, uint32_t index, uint32_t points) {
+    double t = points ? double(index) / double(points) : 0.0;
+    return 25e3 * std::sin(2 * kPi * 4 * t) + 400.0 * noise(trace, index);
+}
+
+// A 1 V tone at 1 kHz (+13 dBm into 50 ohms), two harmonics and mains hum
+// over a floor of about 10 uV; lines as wide as a resolution filter of a
+// four-hundredth of the span, never narrower than two points.
+double audioSpectrumVolts(const TraceCurve& c, uint32_t index) {
+    struct Line {
+        double hz, volts;
+    };
+    static constexpr Line kLines[] = {{1000, 1.0}, {2000, 1e-3}, {3000, 3e-4}, {50, 3e-5}};
+    double span = c.stopHz - c.startHz;
+    double hz = c.startHz + span * place(index, c.points);
+    double width = std::max(std::abs(span) / 400, c.points > 1 ? 2 * std::abs(span) / double(c.points - 1) : 1.0);
+    width = std::max(width, 1e-3);
+    double power = 1e-10;  // V^2 of the floor
+    for (const auto& l : kLines) {
+        double d = (hz - l.hz) / width;
+        if (d * d < 200) power += l.volts * l.volts * std::exp(-0.5 * d * d);
+    }
+    return std::sqrt(power) * (1.0 + 0.3 * noise(c.trace, index));
+}
+
+double audioLevelVolts(int trace, uint32_t index, uint32_t points) {
+    return 0.5 * (1.0 + 0.2 * std::sin(2 * kPi * 3 * place(index, points))) * (1.0 + 0.02 * noise(trace, index));
+}
+
 }  // namespace
 
+bool levelUnitFromWord(std::string_view word, LevelUnit& out) {
+    static constexpr LevelUnit kAll[] = {LevelUnit::Dbm,  LevelUnit::Dbpw,   LevelUnit::Watt, LevelUnit::Dbuw,
+                                         LevelUnit::Dbmw, LevelUnit::Volt,   LevelUnit::Dbua, LevelUnit::Ampere,
+                                         LevelUnit::Dbpt, LevelUnit::DbuwM, LevelUnit::DbuaM, LevelUnit::Dbuv};
+    for (LevelUnit u : kAll)
+        if (word == levelUnitWord(u)) {
+            out = u;
+            return true;
+        }
+    return false;
+}
+
+const char* levelUnitWord(LevelUnit unit) {
+    switch (unit) {
+    case LevelUnit::Dbm: return "DBM";
+    case LevelUnit::Dbpw: return "DBPW";
+    case LevelUnit::Watt: return "WATT";
+    case LevelUnit::Dbuw: return "DBUW";
+    case LevelUnit::Dbmw: return "DBMW";
+    case LevelUnit::Volt: return "VOLT";
+    case LevelUnit::Dbua: return "DBUA";
+    case LevelUnit::Ampere: return "AMPERE";
+    case LevelUnit::Dbpt: return "DBPT";
+    case LevelUnit::DbuwM: return "DBUW_M";
+    case LevelUnit::DbuaM: return "DBUA_M";
+    case LevelUnit::Dbuv: return "DBUV";
+    }
+    return "DBM";
+}
+
+const char* levelUnitLabel(LevelUnit unit) {
+    switch (unit) {
+    case LevelUnit::Dbm: return "dBm";
+    case LevelUnit::Dbpw: return "dBpW";
+    case LevelUnit::Watt: return "W";
+    case LevelUnit::Dbuw: return "dBuW";
+    case LevelUnit::Dbmw: return "dBmW";
+    case LevelUnit::Volt: return "V";
+    case LevelUnit::Dbua: return "dBuA";
+    case LevelUnit::Ampere: return "A";
+    case LevelUnit::Dbpt: return "dBpT";
+    case LevelUnit::DbuwM: return "dBuW/m";
+    case LevelUnit::DbuaM: return "dBuA/m";
+    case LevelUnit::Dbuv: return "dBuV";
+    }
+    return "dBm";
+}
+
+double levelFromDbm(double dbm, LevelUnit unit) {
+    // 50 ohms: 0 dBm is 223.6 mV, 107 dBuV, 73 dBuA.
+    constexpr double kDbuvOfDbm = 106.9897;
+    constexpr double kDbuaOfDbm = kDbuvOfDbm - 33.9794;  // 20 log10(50)
+    constexpr double kDbptOfDbua = 1.9827;               // 1 uA/m is 1.2566 pT in air
+    switch (unit) {
+    case LevelUnit::Dbm:
+    case LevelUnit::Dbmw: return dbm;
+    case LevelUnit::Dbpw: return dbm + 90;
+    case LevelUnit::Dbuw:
+    case LevelUnit::DbuwM: return dbm + 30;
+    case LevelUnit::Dbuv: return dbm + kDbuvOfDbm;
+    case LevelUnit::Dbua:
+    case LevelUnit::DbuaM: return dbm + kDbuaOfDbm;
+    case LevelUnit::Dbpt: return dbm + kDbuaOfDbm + kDbptOfDbua;
+    case LevelUnit::Watt: return std::pow(10.0, (dbm - 30) / 10);
+    case LevelUnit::Volt: return std::sqrt(50 * std::pow(10.0, (dbm - 30) / 10));
+    case LevelUnit::Ampere: return std::sqrt(std::pow(10.0, (dbm - 30) / 10) / 50);
+    }
+    return dbm;
+}
+
 float traceValue(int trace, uint32_t index, uint32_t points) {
-    double x = points > 1 ? double(index) / double(points - 1) : 0.0;
+    double x = place(index, points);
     double milliwatts = 1e-9 * (1.0 + 0.3 * std::sin(6.0 * x));
     for (const auto& p : kPeaks) {
         double d = (x - p.at) / p.width;
         if (d * d < 200) milliwatts += p.level * std::exp(-0.5 * d * d);
     }
     double db = 10.0 * std::log10(milliwatts);
-    uint64_t r = mix((uint64_t(uint32_t(trace)) << 32) | index);
-    double noise = (double(r >> 11) / double(1ull << 53) - 0.5) * 3.0;
     // Later traces sit a little higher, as max-hold traces do.
-    double v = db + noise + 1.5 * (trace - 1);
+    double v = db + noise(trace, index) * 3.0 + 1.5 * (trace - 1);
     return float(std::clamp(v, -200.0, 100.0));
 }
 
+float curveValue(const TraceCurve& c, uint32_t index) {
+    double v = 0;
+    switch (c.kind) {
+    case TraceCurve::Kind::Spectrum:
+        v = c.unit == LevelUnit::Dbm ? double(traceValue(c.trace, index, c.points))
+                                     : levelFromDbm(traceValue(c.trace, index, c.points), c.unit);
+        break;
+    case TraceCurve::Kind::ZeroSpan:
+        v = levelFromDbm(std::clamp(zeroSpanDbm(c.trace, index, c.points), -200.0, 100.0), c.unit);
+        break;
+    case TraceCurve::Kind::FmDeviation: v = fmDeviationHz(c.trace, index, c.points); break;
+    case TraceCurve::Kind::AudioSpectrum: v = audioSpectrumVolts(c, index); break;
+    case TraceCurve::Kind::AudioLevel: v = audioLevelVolts(c.trace, index, c.points); break;
+    }
+    return float(v);
+}
+
+std::shared_ptr<const Generator> makeBinaryTrace(const TraceCurve& curve) {
+    return std::make_shared<BinaryTrace>(curve);
+}
+
+std::shared_ptr<const Generator> makeAsciiTrace(const TraceCurve& curve) {
+    return std::make_shared<AsciiTrace>(curve);
+}
+
 std::shared_ptr<const Generator> makeBinaryTrace(int trace, uint32_t points) {
-    return std::make_shared<BinaryTrace>(trace, points);
+    return makeBinaryTrace(TraceCurve{.trace = trace, .points = points, .count = points});
 }
 
 std::shared_ptr<const Generator> makeAsciiTrace(int trace, uint32_t points) {
-    return std::make_shared<AsciiTrace>(trace, points);
+    return makeAsciiTrace(TraceCurve{.trace = trace, .points = points, .count = points});
 }
 
+uint32_t phaseNoisePairs(uint32_t points) {
+    // A pair is two values and two separators, less the last separator.
+    constexpr uint32_t kMaxPairs = uint32_t((kMaxPhaseNoiseText + 1) / (2 * (kAsciiWidth + 1)));
+    return std::min(points, kMaxPairs);
+}
+
+std::string phaseNoiseText(int trace, uint32_t points) {
+    // Near-in flicker (1/f^3), then 1/f^2 down to a floor of -150 dBc/Hz,
+    // with spurs at 300 Hz and 2 MHz offset.
+    struct Spur {
+        double decade, db;
+    };
+    static constexpr Spur kSpurs[] = {{2.4771, 15}, {6.3010, 12}};
+    uint32_t n = phaseNoisePairs(points);
+    double spacing = n > 1 ? 6.0 / double(n - 1) : 6.0;
+    double spurWidth = std::max(0.01, 1.5 * spacing);
+    std::string out;
+    out.reserve(size_t(n) * 2 * (kAsciiWidth + 1));
+    for (uint32_t i = 0; i < n; ++i) {
+        double decade = 1.0 + (n > 1 ? 6.0 * double(i) / double(n - 1) : 0.0);
+        double hz = std::pow(10.0, decade);
+        double dbc = 10.0 * std::log10(1e-4 / (hz * hz * hz) + 1e-5 / (hz * hz) + 1e-15);
+        for (const auto& s : kSpurs) {
+            double d = (decade - s.decade) / spurWidth;
+            if (d * d < 200) dbc += s.db * std::exp(-0.5 * d * d);
+        }
+        dbc += 2.0 * noise(trace, i, 2) + 1.5 * (trace - 1);
+        char x[32], y[32];
+        if (!nr3(hz, x) || !nr3(dbc, y)) return {};  // cannot happen: finite values of sane size
+        if (i) out += ',';
+        out.append(x, kAsciiWidth);
+        out += ',';
+        out.append(y, kAsciiWidth);
+    }
+    return out;
+}
 
 std::vector<TracePeak> tracePeaks(int trace, uint32_t points) {
     std::vector<TracePeak> out;

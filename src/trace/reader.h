@@ -8,6 +8,7 @@
 
 #include "trace/trace.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -154,6 +155,11 @@ struct WindowState {
     bool running = false;
     bool again = false;
     uint64_t readings = 0;  // finished passes with data, for tests and the benchmark
+    // Runs on the reading's VIF before it opens: the command line's I/O log
+    // and time-out, a test's short time-out. Empty: the VIF's defaults.
+    std::function<void(io::VIF&)> prepareVif;
+    // Where readAsciiTrace keeps TRACE.ASC.
+    std::string localFolder = ".";
 };
 
 // readTrace: the busy pointer, the reader chosen and run, SetRENState(6),

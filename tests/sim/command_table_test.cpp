@@ -86,7 +86,8 @@ TEST(Patterns, EveryRowOfTheInstrumentTableParses) {
     size_t rows = qv::sim::commonCommands().size() + qv::sim::systemCommands().size() +
                   qv::sim::massMemoryCommands().size() + qv::sim::measurementCommands().size() +
                   qv::sim::hardcopyCommands().size() + qv::sim::serviceCommands().size() +
-                  qv::sim::correctionCommands().size() + qv::sim::tableCommands().size();
+                  qv::sim::correctionCommands().size() + qv::sim::tableCommands().size() +
+                  qv::sim::traceCommands().size();
     EXPECT_EQ(qv::sim::commandTable().commands().size(), rows);
 }
 
