@@ -349,7 +349,7 @@ void TraceForm::Load() {
     if (QMdiArea* area = main_.mdiArea()) {
         const int frameW = frame == this ? 0 : frame->width() - width();
         const int frameH = frame == this ? 0 : frame->height() - height();
-        QSize want(std::max(760, markFrame_->width() + 640) + frameW, 600 + frameH);
+        QSize want(markFrame_->width() + 880 + frameW, 620 + frameH);
         frame->resize(want.boundedTo(area->viewport()->size()));
     }
 
