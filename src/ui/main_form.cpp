@@ -279,33 +279,38 @@ void MainForm::buildMenus() {
 }
 
 void MainForm::buildTracePopup() {
-    // Zoom and pan each open their choices; the choices act on the trace
-    // window the popup opened over.
+    // Zoom and pan are families of entries: each stands in the popup in
+    // place of its table row, and acts on the trace window the popup opened
+    // over.
     struct Choice {
         const char* control;
         const char* caption;
     };
     const auto addChoices = [this](MenuId entry, std::initializer_list<Choice> choices, bool zoom) {
-        QAction* parent = action(entry);
-        if (!parent) return;
-        auto* sub = new QMenu(parent->text(), this);
+        QAction* row = action(entry);
+        QMenu* popup = traceMenu();
+        if (!row || !popup) return;
+        const QList<QAction*> all = popup->actions();
+        const qsizetype at = all.indexOf(row);
+        QAction* before = at >= 0 && at + 1 < all.size() ? all[at + 1] : nullptr;
+        // The table's rows keep their places; the pan family stands apart
+        // from the zoom family above it.
+        if (!zoom) popup->insertSeparator(before);
         int index = 0;
         for (const Choice& c : choices) {
-            QAction* a = sub->addAction(c.caption);
+            auto* a = new QAction(c.caption, popup);
             a->setObjectName(c.control);
+            popup->insertAction(before, a);
             connect(a, &QAction::triggered, this, [this, index, zoom] {
                 if (TraceForm* w = traceMenuTarget()) zoom ? w->popupZoom(index) : w->popupPan(index);
             });
             ++index;
         }
-        parent->setMenu(sub);
+        row->setVisible(false);
     };
     addChoices(MenuId::TMZOOM,
                {{"TMZOOM0", "Zoom X"}, {"TMZOOM1", "Zoom Y"}, {"TMZOOM2", "Zoom XY"}, {"TMZOOM3", "Reset"}}, true);
     addChoices(MenuId::TMPAN, {{"TMPAN0", "Pan X"}, {"TMPAN1", "Pan Y"}, {"TMPAN2", "Pan XY"}}, false);
-    for (MenuId id : {MenuId::TMPoints, MenuId::TMLine})
-        if (QAction* a = action(id)) a->setCheckable(true);
-    if (QAction* a = action(MenuId::TMLine)) a->setChecked(true);
 }
 
 void MainForm::buildCentral() {
@@ -665,8 +670,17 @@ void MainForm::showTraceMenu(TraceForm* form, const QPoint& globalPos) {
     if (!m || !form) return;
     traceMenuFor_ = form;
     // The ticks show the state of the window the menu opens over.
-    if (QAction* a = action(MenuId::TMPoints)) a->setChecked(form->pointsTicked());
-    if (QAction* a = action(MenuId::TMLine)) a->setChecked(form->lineTicked());
+    static const QIcon tick = [] {
+        QPixmap pm(16, 16);
+        pm.fill(Qt::transparent);
+        QPainter p(&pm);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setPen(QPen(QColor(40, 60, 90), 2));
+        p.drawPolyline(QPolygonF({QPointF(3, 8.5), QPointF(6.5, 12), QPointF(13, 4)}));
+        return QIcon(pm);
+    }();
+    if (QAction* a = action(MenuId::TMPoints)) a->setIcon(form->pointsTicked() ? tick : QIcon());
+    if (QAction* a = action(MenuId::TMLine)) a->setIcon(form->lineTicked() ? tick : QIcon());
     m->exec(globalPos);
     traceMenuFor_ = nullptr;
 }

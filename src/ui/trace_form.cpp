@@ -535,22 +535,19 @@ void TraceForm::popupPan(int index) {
 
 void TraceForm::popupPoints() {
     pointsTicked_ = !pointsTicked_;
-    if (QAction* a = main_.action(app::MenuId::TMPoints)) a->setChecked(pointsTicked_);
     graph_->setPointStyle(1, pointsTicked_ ? 10 : 0);
 }
 
 void TraceForm::popupLine() {
     lineTicked_ = !lineTicked_;
-    if (QAction* a = main_.action(app::MenuId::TMLine)) a->setChecked(lineTicked_);
     graph_->setLineStyle(1, lineTicked_ ? 1 : 0);
 }
 
 void TraceForm::resetPlotTicks() {
-    // The ticks go back; the plot's styles stay as they were.
+    // The ticks go back (the popup shows them); the plot's styles stay as
+    // they were.
     lineTicked_ = true;
     pointsTicked_ = false;
-    if (QAction* a = main_.action(app::MenuId::TMLine)) a->setChecked(true);
-    if (QAction* a = main_.action(app::MenuId::TMPoints)) a->setChecked(false);
 }
 
 void TraceForm::showLegend(bool on) {

@@ -253,12 +253,15 @@ TEST(TraceForm, PopupEntriesSetModesAndEachPlotResetsTheTicks) {
     w->popupLine();
     EXPECT_EQ(w->graph()->pointStyle(1), 10);
     EXPECT_EQ(w->graph()->lineStyle(1), 0);
-    EXPECT_FALSE(rig.form->action(qv::app::MenuId::TMLine)->isChecked());
+    EXPECT_FALSE(w->lineTicked());
+    EXPECT_TRUE(w->pointsTicked());
     // A new plot ticks Line again and leaves the styles as they are.
     w->DisplayTrace(plotOf({1, 2}, {1, 2}, "Hz", "V"));
     EXPECT_TRUE(w->lineTicked());
     EXPECT_FALSE(w->pointsTicked());
-    EXPECT_TRUE(rig.form->action(qv::app::MenuId::TMLine)->isChecked());
+    // The popup's entries act on the window it opened over.
+    rig.form->findChild<QAction*>("TMPAN1")->trigger();
+    EXPECT_EQ(w->graph()->trackMode(), 5);
     EXPECT_EQ(w->graph()->lineStyle(1), 0);
 }
 
