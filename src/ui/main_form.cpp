@@ -279,9 +279,8 @@ void MainForm::buildMenus() {
 }
 
 void MainForm::buildTracePopup() {
-    // Zoom and pan are families of entries: each stands in the popup in
-    // place of its table row, and acts on the trace window the popup opened
-    // over.
+    // Zoom and pan are families of entries: each stands in the popup under
+    // its table row, and acts on the trace window the popup opened over.
     struct Choice {
         const char* control;
         const char* caption;
@@ -306,7 +305,10 @@ void MainForm::buildTracePopup() {
             });
             ++index;
         }
-        row->setVisible(false);
+        // The row itself heads its family.
+        QFont f = row->font();
+        f.setBold(true);
+        row->setFont(f);
     };
     addChoices(MenuId::TMZOOM,
                {{"TMZOOM0", "Zoom X"}, {"TMZOOM1", "Zoom Y"}, {"TMZOOM2", "Zoom XY"}, {"TMZOOM3", "Reset"}}, true);
