@@ -322,6 +322,7 @@ bool benchScan(int instruments);  // scan_bench.cpp
 bool benchBrowser(uint64_t blockBytes);  // browser_bench.cpp
 bool benchScript();                       // script_bench.cpp
 bool benchUcor();                         // ucor_bench.cpp
+bool benchTrace();                        // trace_bench.cpp
 bool benchLan();                          // lan_bench.cpp
 bool benchHardcopy();             // hardcopy_bench.cpp
 void benchHardcopyWindow();       // hardcopy_bench.cpp
@@ -357,6 +358,7 @@ int main(int argc, char** argv) {
     bool scriptOnly = false;
     bool ucorOnly = false;
     bool lanOnly = false;
+    bool traceOnly = false;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         if (a == "--block-mib" && i + 1 < argc) blockMiB = std::strtoull(argv[++i], nullptr, 10);
@@ -369,11 +371,12 @@ int main(int argc, char** argv) {
         else if (a == "--script-only") scriptOnly = true;
         else if (a == "--ucor-only") ucorOnly = true;
         else if (a == "--lan-only") lanOnly = true;
+        else if (a == "--trace-only") traceOnly = true;
         else {
             std::fprintf(stderr,
                          "usage: quilvane-bench [--block-mib N] [--pyvisa-block-mib N] [--rounds N] [--no-pyvisa] "
                          "[--directory-only] [--hardcopy-only] [--browser-only] [--script-only] [--ucor-only] "
-                         "[--lan-only]\n");
+                         "[--lan-only] [--trace-only]\n");
             return 2;
         }
     }
@@ -391,6 +394,8 @@ int main(int argc, char** argv) {
     if (ucorOnly) return benchUcor() ? 0 : 1;
     // --lan-only: the LAN scans inside the lab network (it needs root).
     if (lanOnly) return benchLan() ? 0 : 1;
+    // --trace-only: the trace display's replot, memory and continuous reading.
+    if (traceOnly) return benchTrace() ? 0 : 1;
     // The scan first: it serves its own instruments in this process.
     const bool scanned = benchScan(50);
     benchStartup();
@@ -400,6 +405,7 @@ int main(int argc, char** argv) {
         benchBrowser(uint64_t(blockMiB) << 20);
         benchScript();
         benchUcor();
+        benchTrace();
     }
     // --directory-only: the two figures of finding instruments, nothing else.
     if (scanOnly) return scanned ? 0 : 1;

@@ -28,6 +28,7 @@
 #include "ui/sup_devices.h"
 #include "ui/text_form.h"
 #include "ui/timed_form.h"
+#include "ui/trace_form.h"
 #include "ui/ucor_form.h"
 
 #include <QActionGroup>
@@ -147,6 +148,14 @@ const std::array<MainForm::MenuHandler, qv::app::kMenuIdCount>& MainForm::menuHa
     // rename) have no action here.
     static const Row rows[] = {
         {MenuId::MFileVISARsc, [](MainForm& f, MenuId) { f.OpenRemoteInterfaces(); }},
+        {MenuId::TMPoints,
+         [](MainForm& f, MenuId) {
+             if (TraceForm* w = f.traceMenuTarget()) w->popupPoints();
+         }},
+        {MenuId::TMLine,
+         [](MainForm& f, MenuId) {
+             if (TraceForm* w = f.traceMenuTarget()) w->popupLine();
+         }},
         {MenuId::MFileSettings,
          [](MainForm& f, MenuId) { f.showSingle(f.settings_, [&f] { return new SettingsForm(f.ctx_); }); }},
         {MenuId::MenuFilePath, [](MainForm& f, MenuId) { f.chooseSaveFolder(); }},
@@ -266,6 +275,44 @@ void MainForm::buildMenus() {
         if (MenuHandler run = handlers[static_cast<size_t>(e.id)])
             connect(a, &QAction::triggered, this, [this, run, id = e.id] { run(*this, id); });
     }
+    buildTracePopup();
+}
+
+void MainForm::buildTracePopup() {
+    // Zoom and pan are families of entries: each stands in the popup under
+    // its table row, and acts on the trace window the popup opened over.
+    struct Choice {
+        const char* control;
+        const char* caption;
+    };
+    const auto addChoices = [this](MenuId entry, std::initializer_list<Choice> choices, bool zoom) {
+        QAction* row = action(entry);
+        QMenu* popup = traceMenu();
+        if (!row || !popup) return;
+        const QList<QAction*> all = popup->actions();
+        const qsizetype at = all.indexOf(row);
+        QAction* before = at >= 0 && at + 1 < all.size() ? all[at + 1] : nullptr;
+        // The table's rows keep their places; the pan family stands apart
+        // from the zoom family above it.
+        if (!zoom) popup->insertSeparator(before);
+        int index = 0;
+        for (const Choice& c : choices) {
+            auto* a = new QAction(c.caption, popup);
+            a->setObjectName(c.control);
+            popup->insertAction(before, a);
+            connect(a, &QAction::triggered, this, [this, index, zoom] {
+                if (TraceForm* w = traceMenuTarget()) zoom ? w->popupZoom(index) : w->popupPan(index);
+            });
+            ++index;
+        }
+        // The row itself heads its family.
+        QFont f = row->font();
+        f.setBold(true);
+        row->setFont(f);
+    };
+    addChoices(MenuId::TMZOOM,
+               {{"TMZOOM0", "Zoom X"}, {"TMZOOM1", "Zoom Y"}, {"TMZOOM2", "Zoom XY"}, {"TMZOOM3", "Reset"}}, true);
+    addChoices(MenuId::TMPAN, {{"TMPAN0", "Pan X"}, {"TMPAN1", "Pan Y"}, {"TMPAN2", "Pan XY"}}, false);
 }
 
 void MainForm::buildCentral() {
@@ -565,11 +612,6 @@ void MainForm::HotKeyReleased(qv::app::HotKeyWindow& window, const QKeyEvent* e)
     if (HotKeyOf(e, code, mods)) HotKeyManager(window, code, mods);
 }
 
-void MainForm::notAvailable(MenuId id) {
-    const std::string what = qv::app::PlainCaption(qv::app::MenuEntryOf(id).caption);
-    qv::app::host().message(what, what + " is not available in this build.", qv::app::Icon::Information);
-}
-
 void MainForm::runNewHardcopy() {
     // Some families hand their pictures over as files: the browser fetches them.
     const qv::family::Family* f = qv::family::find(logic_.MyDevType);
@@ -585,7 +627,20 @@ void MainForm::runNewHardcopy() {
     if (alive && ctx_.CopyImage) alive->CopyPicture();
     // PasteWord waits for the word processor hand-over, which this build lacks.
 }
-void MainForm::runNewTrace() { notAvailable(MenuId::MNewTrace); }
+void MainForm::runNewTrace() {
+    auto* form = new TraceForm(*this);
+    form->state.MyVISARsc = logic_.MyVISARsc;
+    form->state.MyDevType = logic_.MyDevType;
+    openChild(form);
+    qv::app::host().processEvents();
+    QPointer<TraceForm> alive(form);
+    form->Load();
+    if (!alive || alive->gone()) return;
+    alive->MyFirmware = logic_.MyFirmware;
+    // The export settings once more for the new window (the spreadsheet
+    // hand-over belongs to the Update button only).
+    alive->onTraceEvent();
+}
 void MainForm::runNewInstFileBrow() {
     auto* form = new InstFileForm(*this);
     form->MyVISARsc = logic_.MyVISARsc;
@@ -604,6 +659,32 @@ InstFileForm* MainForm::fileMenuTarget() const {
     // The current child, which stays current while a popup has the focus.
     QMdiSubWindow* sub = mdi_->currentSubWindow();
     return sub ? qobject_cast<InstFileForm*>(sub->widget()) : nullptr;
+}
+
+TraceForm* MainForm::traceMenuTarget() const {
+    if (traceMenuFor_) return traceMenuFor_;
+    QMdiSubWindow* sub = mdi_->currentSubWindow();
+    return sub ? qobject_cast<TraceForm*>(sub->widget()) : nullptr;
+}
+
+void MainForm::showTraceMenu(TraceForm* form, const QPoint& globalPos) {
+    QMenu* m = traceMenu();
+    if (!m || !form) return;
+    traceMenuFor_ = form;
+    // The ticks show the state of the window the menu opens over.
+    static const QIcon tick = [] {
+        QPixmap pm(16, 16);
+        pm.fill(Qt::transparent);
+        QPainter p(&pm);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setPen(QPen(QColor(40, 60, 90), 2));
+        p.drawPolyline(QPolygonF({QPointF(3, 8.5), QPointF(6.5, 12), QPointF(13, 4)}));
+        return QIcon(pm);
+    }();
+    if (QAction* a = action(MenuId::TMPoints)) a->setIcon(form->pointsTicked() ? tick : QIcon());
+    if (QAction* a = action(MenuId::TMLine)) a->setIcon(form->lineTicked() ? tick : QIcon());
+    m->exec(globalPos);
+    traceMenuFor_ = nullptr;
 }
 
 void MainForm::showInstFileMenu(InstFileForm* form, const QPoint& globalPos) {

@@ -29,6 +29,7 @@ class InstFileForm;
 class QtHost;
 class SplashStart;
 class SplashForm;
+class TraceForm;
 
 class MainForm : public QMainWindow, public qv::app::MainView {
     Q_OBJECT
@@ -67,6 +68,8 @@ public:
     // The instrument file menu over a browser window's list; its entries
     // act on that window.
     void showInstFileMenu(InstFileForm* form, const QPoint& globalPos);
+    // The trace popup over a trace window; its entries act on that window.
+    void showTraceMenu(TraceForm* form, const QPoint& globalPos);
     // The progress splash other windows open around long work.
     SplashForm* showProgressSplash(bool showCancel);
     // Runs the action of a big button as its click does.
@@ -109,8 +112,6 @@ private:
     static const std::array<MenuHandler, qv::app::kMenuIdCount>& menuHandlers();
     void buildMenus();
     void buildCentral();
-    // The message of a function whose window is not in this build.
-    void notAvailable(qv::app::MenuId id);
     void runNewHardcopy();
     void runNewTrace();
     void runNewInstFileBrow();
@@ -129,6 +130,10 @@ private:
     // The browser window the instrument file menu acts on: the one that
     // showed it, else the active child.
     InstFileForm* fileMenuTarget() const;
+    // The trace window the trace popup acts on: the one that showed it, else
+    // the active child.
+    TraceForm* traceMenuTarget() const;
+    void buildTracePopup();
     void chooseSaveFolder();
     void arrange(int mode);
     void updateIpVisibility();
@@ -154,6 +159,7 @@ private:
     QPointer<SplashStart> splash_;
     QPointer<QWidget> editor_, settings_, ipResolve_, supDevices_;
     QPointer<InstFileForm> fileMenuFor_;
+    QPointer<TraceForm> traceMenuFor_;
     bool started_ = false;
     bool exiting_ = false;
     // EndLoad waits for both: the start splash gone and the load event over
