@@ -5,6 +5,7 @@
 #include "app/context.h"
 #include "instrument_directory/visa_scan.h"
 #include "trace/reader.h"
+#include "ui/trace_png.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -36,11 +37,10 @@ private:
     std::string mapped_;
 };
 
-// The picture is drawn by the graph of the window library, which this
-// program does not link yet.
-bool renderPng(const trace::Plot&, const std::string&, std::string& why) {
-    why = "drawing the trace as a picture is not available in this build";
-    return false;
+// The picture is drawn offscreen by the trace window's own graph.
+bool renderPng(const trace::Plot& plot, const std::string& path, std::string& why) {
+    constexpr int kWidth = 1000, kHeight = 600;
+    return ui::RenderTracePng(plot, path, kWidth, kHeight, why);
 }
 
 bool positive(const std::string& text, int& out) {
