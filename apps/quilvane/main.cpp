@@ -33,6 +33,7 @@
 #include <QLabel>
 #include <QPalette>
 #include <QStyleFactory>
+#include <QScreen>
 #include <QTabWidget>
 #include <QTimer>
 
@@ -257,21 +258,38 @@ int main(int argc, char** argv) {
             MeasureHardcopy(form);
             QTimer::singleShot(0, form, &QWidget::close);
         }
+        // The picture, once: of the window, or of the screen while a message
+        // box is up. Boxes still open afterwards would hold the program, so
+        // they are closed, then the window.
+        auto shoot = [form, screenshot](bool withBox) {
+            static bool taken = false;
+            if (taken) return;
+            taken = true;
+            QPixmap shot = withBox ? form->screen()->grabWindow(0) : form->grab();
+            bool ok = shot.save(screenshot);
+            std::fprintf(ok ? stdout : stderr, ok ? "screenshot: %s\n" : "screenshot failed: %s\n",
+                         screenshot.toUtf8().constData());
+            auto* closer = new QTimer(form);
+            QObject::connect(closer, &QTimer::timeout, form, [form] {
+                if (QWidget* m = QApplication::activeModalWidget()) m->close();
+                else form->close();
+            });
+            closer->start(50);
+        };
+        // A trigger that opens a message box waits inside the box's own event
+        // loop: the box is then what there is to see.
+        if (!screenshot.isEmpty())
+            QTimer::singleShot(1500, form, [shoot] {
+                if (QApplication::activeModalWidget()) shoot(true);
+            });
         if (selectRow >= 0) form->deviceList()->setCurrentIndex(selectRow);
         for (const QString& t : triggers)
             if (QAction* a = form->action(t)) a->trigger();
             else std::fprintf(stderr, "quilvane: no menu entry %s\n", t.toUtf8().constData());
         for (const QString& c : clicks)
             if (!ClickControl(c)) std::fprintf(stderr, "quilvane: no button or tab page %s\n", c.toUtf8().constData());
-        if (!screenshot.isEmpty()) {
-            // Let the fade and the last layout pass finish before the picture.
-            QTimer::singleShot(300, form, [form, screenshot] {
-                bool ok = form->grab().save(screenshot);
-                std::fprintf(ok ? stdout : stderr, ok ? "screenshot: %s\n" : "screenshot failed: %s\n",
-                             screenshot.toUtf8().constData());
-                form->close();
-            });
-        }
+        // Let the fade and the last layout pass finish before the picture.
+        if (!screenshot.isEmpty()) QTimer::singleShot(300, form, [shoot] { shoot(false); });
     });
     if (quitAfter >= 0) QTimer::singleShot(quitAfter, form, &QWidget::close);
 

@@ -95,6 +95,6 @@ bool readAsciiTrace(ReadContext& ctx) {
 
 }  // namespace
 
-const Reader kAsciiReader{"readAsciiTrace", readAsciiTrace, false};
+const Reader kAsciiReader{"readAsciiTrace", readAsciiTrace, false, "stored receiver traces"};
 
 }  // namespace qv::trace

@@ -43,6 +43,6 @@ bool readAudioTrace(ReadContext& ctx) {
 
 }  // namespace
 
-const Reader kAudioReader{"readAudioTrace", readAudioTrace, false};
+const Reader kAudioReader{"readAudioTrace", readAudioTrace, false, "audio analyzer traces"};
 
 }  // namespace qv::trace

@@ -80,8 +80,9 @@ std::string modeNotSupportedText(std::string_view mode) {
 }
 
 std::string readerMissingText(const Reader& reader) {
-    return "The trace reader " + std::string(reader.name) +
-           " is not available in this build. Read the trace on the instrument or save it there as a file.";
+    const std::string what = reader.what.empty() ? "these traces" : std::string(reader.what);
+    return "Reading " + what + " is not available in this build (" + std::string(reader.name) +
+           "). Read the trace on the instrument, or save it there as a file and fetch it with the file browser.";
 }
 
 std::vector<int> activeTraces(io::VIF& vif, int count) {

@@ -4,9 +4,9 @@
 
 namespace qv::trace {
 
-const Reader kNetworkReader{"readNetworkTrace", nullptr, false};
-const Reader kOldNetworkReader{"readNetworkTrace", nullptr, false};
-const Reader kMyiReader{"readMyiTrace", nullptr, false};
-const Reader kMyeReader{"readMyeTrace", nullptr, false};
+const Reader kNetworkReader{"readNetworkTrace", nullptr, false, "network analyzer traces"};
+const Reader kOldNetworkReader{"readNetworkTrace", nullptr, false, "network analyzer traces"};
+const Reader kMyiReader{"readMyiTrace", nullptr, false, "oscilloscope waveforms"};
+const Reader kMyeReader{"readMyeTrace", nullptr, false, "oscilloscope waveforms"};
 
 }  // namespace qv::trace

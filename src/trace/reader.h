@@ -55,6 +55,8 @@ struct Reader {
     ReadFn read = nullptr;
     // The dispatch shows the trace selector before it runs the reader.
     bool traceSelector = false;
+    // What it reads, in the user's words ("network analyzer traces").
+    std::string_view what;
 };
 
 extern const Reader kAnalyzerReader;    // modes SAN, REC, CATV

@@ -842,6 +842,19 @@ void MainForm::arrange(int mode) {
 }
 
 void MainForm::closeEvent(QCloseEvent* e) {
+    // A child whose action is still running (a continuous trace, a
+    // hardcopy, a script) defers its own close and ends that action first.
+    // The main window waits for it, hidden, instead of being deleted under
+    // the child's loop.
+    bool waiting = false;
+    for (QMdiSubWindow* sub : mdi_->subWindowList())
+        if (!sub->close()) waiting = true;
+    if (waiting) {
+        hide();
+        e->ignore();
+        QTimer::singleShot(50, this, &QWidget::close);
+        return;
+    }
     if (!exiting_) {
         exiting_ = true;
         logic_.Exit();

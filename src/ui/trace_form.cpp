@@ -299,6 +299,8 @@ QLabel* TraceForm::lblY1(int i) const { return i >= 0 && i < 6 ? lblY1_[size_t(i
 QToolButton* TraceForm::button(const QString& objectName) const { return findChild<QToolButton*>(objectName); }
 
 void TraceForm::Load() {
+    // A close asked for while the load reads waits for the whole load.
+    RunningAction::Scope scope(action_, WindowFrame(this));
     app::AppContext& ctx = app::context();
     // Annotations: the template, then six.
     graph_->clearAnnotations();
@@ -412,6 +414,8 @@ void TraceForm::readTrace() {
 }
 
 void TraceForm::clickUpdate() {
+    // The export steps after the reading still belong to this window.
+    RunningAction::Scope scope(action_, WindowFrame(this));
     app::AppContext& ctx = app::context();
     main_.HotKeyManager(*this, ctx.UpdateHotKey.KeyCode, ctx.UpdateHotKey.Modifiers);
     if (action_.closeAsked()) return;
@@ -651,6 +655,7 @@ void TraceForm::graphMouse(int button, int, double, double) {
 }
 
 void TraceForm::keyReleaseEvent(QKeyEvent* e) {
+    RunningAction::Scope scope(action_, WindowFrame(this));
     main_.HotKeyReleased(*this, e);
     QWidget::keyReleaseEvent(e);
 }

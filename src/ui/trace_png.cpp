@@ -6,9 +6,11 @@
 #include <qcustomplot.h>
 
 #include <QApplication>
+#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 
 namespace qv::ui {
@@ -27,6 +29,13 @@ bool ensureApplication(std::string& why) {
     static char name[] = "quilvane-cli";
     static char* argv[] = {name, nullptr};
     ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    // Drawing offscreen needs no runtime folder: the warning about a
+    // missing one would only puzzle a user of the command line.
+    static QtMessageHandler previous = qInstallMessageHandler(
+        [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
+            if (type == QtWarningMsg && text.startsWith("QStandardPaths:")) return;
+            if (previous) previous(type, context, text);
+        });
     new QApplication(argc, argv);  // lives as long as the process
     return true;
 }
@@ -49,7 +58,16 @@ bool RenderTracePng(const qv::trace::Plot& plot, const std::string& path, int wi
         cp->graph(1)->setName("Imaginary part");
         cp->legend->setVisible(true);
     }
-    if (!graph.customPlot()->savePng(QString::fromStdString(path), width, height)) {
+    // Written beside and renamed into place: a failed write leaves no
+    // picture that looks whole.
+    const QString target = QString::fromStdString(path), part = target + ".part";
+    if (!graph.customPlot()->savePng(part, width, height)) {
+        QFile::remove(part);
+        why = "the file " + path + " could not be written";
+        return false;
+    }
+    if (std::rename(part.toLocal8Bit().constData(), target.toLocal8Bit().constData()) != 0) {
+        QFile::remove(part);
         why = "the file " + path + " could not be written";
         return false;
     }

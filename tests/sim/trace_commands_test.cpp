@@ -1,7 +1,7 @@
 // What the trace readers meet on the raw protocol: spectra, zero-span
-// bursts, the handheld's extra value, phase-noise text, FM deviation, the
-// receiver's stored trace file and the audio analyzers' volts, with the
-// settings that shape them.
+// bursts, the handheld's extra value, phase-noise text, FM deviation and
+// the audio analyzers' volts, with the settings that shape them. The
+// receiver's stored trace file is read end to end in the trace tests.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -60,14 +60,6 @@ std::vector<float> floats(const std::string& a) {
         std::memcpy(&out[i], &bits, 4);
     }
     return out;
-}
-
-double commaNumber(std::string text) {
-    std::replace(text.begin(), text.end(), ',', '.');
-    char* end = nullptr;
-    double v = std::strtod(text.c_str(), &end);
-    EXPECT_TRUE(!text.empty() && *end == '\0') << text;
-    return v;
 }
 
 // --- zero span --------------------------------------------------------------
@@ -222,41 +214,6 @@ INSTANTIATE_TEST_SUITE_P(Modes, FmResult,
                          ::testing::Values(DemodCase{"TKD", "ADEM", true}, DemodCase{"TKW", "ADEM", true},
                                            DemodCase{"TKD", nullptr, false}, DemodCase{"TKD", "PNO", false},
                                            DemodCase{"GLN", nullptr, false}));
-
-// --- the receiver's stored trace -------------------------------------------------
-
-TEST(StoredTrace, ReceiverWritesTheTraceWithDecimalCommas) {
-    Harness h("VHK");
-    h.send("FREQ:STAR 30000000\nFREQ:STOP 1000000000\nSYST:SIM:POIN 501\nUNIT:POW DBUV\n"
-           "MMEM:STORE:TRAC 1,'TRACE.ASC'\n");
-    EXPECT_EQ(h.drainErrors(), std::vector<int>{});
-    std::string text = blockPayload(h.send("MMEM:DATA? 'TRACE.ASC'\n"));
-    ASSERT_GE(text.size(), 2u);
-    ASSERT_EQ(text.substr(text.size() - 2), "\r\n");
-    auto lines = split(text.substr(0, text.size() - 2), "\r\n");
-    size_t at = 0;
-    while (at < lines.size() && lines[at].rfind("Values;", 0) != 0) ++at;
-    ASSERT_LT(at, lines.size());
-    std::vector<std::string> head(lines.begin(), lines.begin() + long(at));
-    for (const char* expected : {"Type;VHK;", "Version;3.40;", "Start;30000000;Hz", "Stop;1000000000;Hz",
-                                 "x-Unit;Hz;", "y-Unit;dBuV;"})
-        EXPECT_NE(std::find(head.begin(), head.end(), expected), head.end()) << expected;
-    ASSERT_EQ(lines[at], "Values;501;");
-    ASSERT_EQ(lines.size(), at + 1 + 501 + 1);
-    EXPECT_EQ(lines.back(), "End;");
-    bool sawComma = false;
-    for (uint32_t i = 0; i < 501; ++i) {
-        auto f = split(lines[at + 1 + i], ";");
-        ASSERT_EQ(f.size(), 4u) << lines[at + 1 + i];
-        EXPECT_EQ(f[0].find('.'), std::string::npos);
-        EXPECT_EQ(f[1].find('.'), std::string::npos);
-        sawComma = sawComma || f[1].find(',') != std::string::npos;
-        EXPECT_NEAR(commaNumber(f[0]), 30e6 + 970e6 * i / 500, 0.001);
-        // dBuV is dBm plus 107 into 50 ohms.
-        EXPECT_NEAR(commaNumber(f[1]), qv::sim::traceValue(1, i, 501) + 106.99, 0.01) << i;
-    }
-    EXPECT_TRUE(sawComma);
-}
 
 // --- level units ----------------------------------------------------------------
 

@@ -164,6 +164,33 @@ TEST(TraceForm, ClosingDuringContinuousReadingEndsTheLoopAndTheWindow) {
     EXPECT_TRUE(rig.form->mdiArea()->subWindowList().isEmpty());
 }
 
+// The main window closed by the user while a trace window reads
+// continuously: it waits, hidden, for the reading to end, and is deleted
+// only then, never under the trace window's loop.
+TEST(TraceForm, ClosingTheMainWindowWaitsForAContinuousReading) {
+    TraceRig rig;
+    QPointer<qv::ui::TraceForm> w = rig.open();
+    ASSERT_TRUE(w);
+    QPointer<qv::ui::MainForm> main(rig.form.release());
+    main->setAttribute(Qt::WA_DeleteOnClose);
+    w->findChild<QCheckBox*>("chkContinuous")->click();
+    const uint64_t before = w->state.readings;
+    bool asked = false, hiddenWhileWaiting = false;
+    QTimer closer;
+    QObject::connect(&closer, &QTimer::timeout, [&] {
+        if (w && w->state.readings >= before + 2 && w->running() && !asked) {
+            asked = true;
+            main->close();
+            hiddenWhileWaiting = main && !main->isVisible();
+        }
+    });
+    closer.start(10);
+    w->readTrace();
+    EXPECT_TRUE(asked);
+    EXPECT_TRUE(hiddenWhileWaiting);
+    EXPECT_TRUE(WaitFor([&] { return w.isNull() && main.isNull(); }, 3000));
+}
+
 struct MarkerCase {
     const char* xUnit;
     const char* yUnit;
