@@ -45,14 +45,7 @@ bool readAnalyzerTrace(ReadContext& ctx) {
         const bool log = logHint && !(d.logOnlyInSan && mode.rfind("SAN", 0) != 0);
         if (!(log ? logAxis(ctx, start, stop, n, x) : linearAxis(ctx, start, stop, n, x))) return false;
     }
-    ctx.reading.traceY = makeValues(toDoubles(values));
-    ctx.reading.traceX = makeValues(std::move(x));
-    ctx.reading.tracePoints = double(n);
-    ctx.reading.axisStart = start;
-    ctx.reading.axisStop = stop;
-    shared().ZeroSpanTrace = zeroSpan;
-    ctx.display.DisplayTrace(zeroSpan ? makePlot(ctx, "Time", "s", "Level", unit, logHint)
-                                      : makePlot(ctx, "Frequency", "Hz", "Level", unit, logHint));
+    keepSweep(ctx, values, std::move(x), start, stop, zeroSpan, unit, logHint);
     return true;
 }
 

@@ -30,14 +30,7 @@ bool readAudioTrace(ReadContext& ctx) {
     }
     std::vector<double> x;
     if (!linearAxis(ctx, start, stop, n, x)) return false;
-    ctx.reading.traceY = makeValues(toDoubles(values));
-    ctx.reading.traceX = makeValues(std::move(x));
-    ctx.reading.tracePoints = double(n);
-    ctx.reading.axisStart = start;
-    ctx.reading.axisStop = stop;
-    shared().ZeroSpanTrace = overTime;
-    ctx.display.DisplayTrace(overTime ? makePlot(ctx, "Time", "s", "Level", "dBm", false)
-                                      : makePlot(ctx, "Frequency", "Hz", "Level", "dBm", false));
+    keepSweep(ctx, values, std::move(x), start, stop, overTime, "dBm", false);
     return true;
 }
 

@@ -95,6 +95,8 @@ struct Dialect {
     bool handheld = false;
     // Logarithmic spacing only in mode "SAN" (VHJO).
     bool logOnlyInSan = false;
+    // A pair array plotted as a real trace shows as magnitude in dB (KDM).
+    bool pairsInDb = false;
 };
 // The dialect of a family; a plain one (mode word, nothing special) for
 // tags without one.

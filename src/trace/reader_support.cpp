@@ -69,4 +69,16 @@ Plot makePlot(const ReadContext& ctx, const char* xName, const char* xUnit, cons
     return p;
 }
 
+void keepSweep(ReadContext& ctx, const std::vector<float>& values, std::vector<double> x, double start, double stop,
+               bool overTime, const std::string& yUnit, bool logHint) {
+    ctx.reading.traceY = makeValues(toDoubles(values));
+    ctx.reading.traceX = makeValues(std::move(x));
+    ctx.reading.tracePoints = double(values.size());
+    ctx.reading.axisStart = start;
+    ctx.reading.axisStop = stop;
+    shared().ZeroSpanTrace = overTime;
+    ctx.display.DisplayTrace(overTime ? makePlot(ctx, "Time", "s", "Level", yUnit, logHint)
+                                      : makePlot(ctx, "Frequency", "Hz", "Level", yUnit, logHint));
+}
+
 }  // namespace qv::trace::detail

@@ -29,4 +29,9 @@ bool logAxis(ReadContext& ctx, double start, double stop, size_t n, std::vector<
 Plot makePlot(const ReadContext& ctx, const char* xName, const char* xUnit, const char* yName, std::string yUnit,
               bool logHint);
 
+// A swept or timed trace kept as the reading (values, x, points, axis ends,
+// whether it runs over time) and plotted over "Time" in s or "Frequency" in Hz.
+void keepSweep(ReadContext& ctx, const std::vector<float>& values, std::vector<double> x, double start, double stop,
+               bool overTime, const std::string& yUnit, bool logHint);
+
 }  // namespace qv::trace::detail

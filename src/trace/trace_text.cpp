@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <algorithm>
 
 namespace qv::trace {
@@ -37,6 +38,12 @@ char* putDouble(char* out, double value, char mark) {
     if (value == 0) {
         *out = '0';
         return out + 1;
+    }
+    // Subnormal values carry fewer digits than 15, so their shortest digits
+    // are not their rounded ones; they are rare enough to take the slow way.
+    if (std::fabs(value) < std::numeric_limits<double>::min()) {
+        const std::string s = DoubleText(value, mark);
+        return std::copy(s.begin(), s.end(), out);
     }
     // The shortest digits are several times faster to find than rounded
     // ones, and when there are at most 15 they are the rounded ones.

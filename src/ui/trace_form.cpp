@@ -98,7 +98,7 @@ bool ShowPlot(TraceGraph& graph, const Plot& plot, bool xLog, bool yLog) {
             second = qv::trace::imagParts(y);
             y1 = &first;
             y2 = &second;
-        } else if (plot.family == "KDM") {
+        } else if (qv::trace::dialectFor(plot.family).pairsInDb) {
             first = qv::trace::complexToDb(y);
             y1 = &first;
         }

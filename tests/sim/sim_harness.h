@@ -103,4 +103,22 @@ inline std::map<std::string, int> functionMasks() {
     return out;
 }
 
+// One query and its answer without the terminator.
+inline std::string ask(Harness& h, const std::string& query) {
+    std::string a = h.send(query + "\n");
+    if (!a.empty() && a.back() == '\n') a.pop_back();
+    return a;
+}
+
+// The pieces of text between the separators.
+inline std::vector<std::string> split(const std::string& text, const std::string& sep) {
+    std::vector<std::string> out;
+    for (size_t at = 0;;) {
+        size_t next = text.find(sep, at);
+        out.push_back(text.substr(at, next == std::string::npos ? std::string::npos : next - at));
+        if (next == std::string::npos) return out;
+        at = next + sep.size();
+    }
+}
+
 }  // namespace qvsimtest

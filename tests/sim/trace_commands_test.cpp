@@ -14,25 +14,11 @@
 #include "sim/trace_data.h"
 #include "sim_harness.h"
 
+using qvsimtest::ask;
 using qvsimtest::Harness;
+using qvsimtest::split;
 
 namespace {
-
-std::string ask(Harness& h, const std::string& query) {
-    std::string a = h.send(query + "\n");
-    if (!a.empty() && a.back() == '\n') a.pop_back();
-    return a;
-}
-
-std::vector<std::string> split(const std::string& text, const std::string& sep) {
-    std::vector<std::string> out;
-    for (size_t at = 0;;) {
-        size_t next = text.find(sep, at);
-        out.push_back(text.substr(at, next == std::string::npos ? std::string::npos : next - at));
-        if (next == std::string::npos) return out;
-        at = next + sep.size();
-    }
-}
 
 // The payload of a definite block answer ("#<n><len><bytes>\n"); empty and
 // a test failure when the answer is no such block.
