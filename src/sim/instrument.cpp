@@ -366,20 +366,23 @@ bool CommandContext::numberParam(const Parameter& p, double& v) {
     return true;
 }
 
+template <class T>
+bool CommandContext::namedValue(const Parameter& p, T& v, T min, T max, T def) {
+    const std::string w = upperText(p.text);
+    if (w == "MIN" || w == "MINIMUM") v = min;
+    else if (w == "MAX" || w == "MAXIMUM") v = max;
+    else if (w == "DEF" || w == "DEFAULT") v = def;
+    else {
+        error(err::kDataType);
+        return false;
+    }
+    return true;
+}
+
 bool CommandContext::integerParam(size_t i, int64_t& v, int64_t min, int64_t max, int64_t def) {
     const Parameter* p = param(i);
     if (!p) return false;
-    if (p->type == Parameter::Type::Character) {
-        const std::string w = upperText(p->text);
-        if (w == "MIN" || w == "MINIMUM") v = min;
-        else if (w == "MAX" || w == "MAXIMUM") v = max;
-        else if (w == "DEF" || w == "DEFAULT") v = def;
-        else {
-            error(err::kDataType);
-            return false;
-        }
-        return true;
-    }
+    if (p->type == Parameter::Type::Character) return namedValue(*p, v, min, max, def);
     double r = 0;
     if (!numberParam(*p, r)) return false;
     if (!(r >= double(min) && r <= double(max))) {
@@ -394,17 +397,7 @@ bool CommandContext::realParam(size_t i, double& v, double min, double max, doub
                                std::initializer_list<UnitFactor> units) {
     const Parameter* p = param(i);
     if (!p) return false;
-    if (p->type == Parameter::Type::Character) {
-        const std::string w = upperText(p->text);
-        if (w == "MIN" || w == "MINIMUM") v = min;
-        else if (w == "MAX" || w == "MAXIMUM") v = max;
-        else if (w == "DEF" || w == "DEFAULT") v = def;
-        else {
-            error(err::kDataType);
-            return false;
-        }
-        return true;
-    }
+    if (p->type == Parameter::Type::Character) return namedValue(*p, v, min, max, def);
     if (p->type != Parameter::Type::Number) {
         error(err::kDataType);
         return false;

@@ -258,6 +258,10 @@ private:
     // Parameter i when it has the type, else the matching error.
     const Parameter* typedParam(size_t i, Parameter::Type type);
     bool numberParam(const Parameter& p, double& rounded);
+    // MINimum / MAXimum / DEFault as the choice among the three values;
+    // any other word is the data-type error.
+    template <class T>
+    bool namedValue(const Parameter& p, T& v, T min, T max, T def);
 
     bool commandError_ = false;
 };

@@ -7,6 +7,7 @@
 #include "app/host.h"
 
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -39,12 +40,27 @@ public:
 
     std::vector<Call> calls;
     std::string clipboard;
+    // Runs inside each processEvents, as a user's click would arrive there.
+    std::function<void()> onEvents;
 
     std::vector<Call> messages() const {
         std::vector<Call> out;
         for (const Call& c : calls)
             if (c.kind == Kind::Message) out.push_back(c);
         return out;
+    }
+
+    std::vector<std::string> messageTexts() const {
+        std::vector<std::string> out;
+        for (const Call& c : calls)
+            if (c.kind == Kind::Message) out.push_back(c.text);
+        return out;
+    }
+    // Calls of a kind; with a title, only those with it ("on", "off" for busy).
+    size_t count(Kind kind, const char* title = nullptr) const {
+        size_t n = 0;
+        for (const Call& c : calls) n += c.kind == kind && (!title || c.title == title);
+        return n;
     }
 
     qv::app::Answer message(const std::string& title, const std::string& text, qv::app::Icon icon,
@@ -93,7 +109,10 @@ public:
         return clipboardImageResult;
     }
     void busy(bool on) override { calls.push_back({Kind::Busy, on ? "on" : "off", {}}); }
-    void processEvents() override { calls.push_back({Kind::ProcessEvents, {}, {}}); }
+    void processEvents() override {
+        calls.push_back({Kind::ProcessEvents, {}, {}});
+        if (onEvents) onEvents();
+    }
     bool openWithShell(const std::string& path) override {
         calls.push_back({Kind::OpenWithShell, path, {}});
         return openWithShellResult;

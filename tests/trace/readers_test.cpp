@@ -8,6 +8,7 @@
 #include "instrument_io/vif.h"
 #include "sim/message_log.h"
 #include "trace/reader.h"
+#include "scripted_host.h"
 #include "test_support.h"
 
 #include <gtest/gtest.h>
@@ -20,44 +21,9 @@
 
 namespace {
 
+using Kind = qvtest::ScriptedHost::Kind;
 using qv::trace::Plot;
 using qv::trace::WindowState;
-
-// A host that records messages and lets a test act inside processEvents,
-// as a user's click would arrive there.
-class EventHost final : public qv::app::Host {
-public:
-    EventHost() : previous_(&qv::app::host()) { qv::app::setHost(this); }
-    ~EventHost() override { qv::app::setHost(previous_); }
-    std::vector<std::string> messages, titles;
-    int busyOn = 0, busyOff = 0, events = 0;
-    std::function<void()> onEvents;
-
-    qv::app::Answer message(const std::string& title, const std::string& text, qv::app::Icon,
-                            qv::app::Buttons) override {
-        titles.push_back(title);
-        messages.push_back(text);
-        return qv::app::Answer::Ok;
-    }
-    bool input(const std::string&, const std::string&, std::string&) override { return false; }
-    std::string saveFileName(const std::string&, const std::string&, const std::string&,
-                             const std::string&) override {
-        return {};
-    }
-    std::string openFileName(const std::string&, const std::string&, const std::string&) override { return {}; }
-    std::string folderName(const std::string&, const std::string&) override { return {}; }
-    void clipboardText(const std::string&) override {}
-    bool clipboardImage(const std::string&) override { return false; }
-    void busy(bool on) override { ++(on ? busyOn : busyOff); }
-    void processEvents() override {
-        ++events;
-        if (onEvents) onEvents();
-    }
-    bool openWithShell(const std::string&) override { return false; }
-
-private:
-    qv::app::Host* previous_;
-};
 
 class RecordingWindow : public qv::trace::Window {
 public:
@@ -265,11 +231,11 @@ class ReaderTest : public ::testing::TestWithParam<ReaderCase> {};
 
 TEST_P(ReaderTest, SendsItsCommandsAndPlotsWhatCameBack) {
     const ReaderCase& c = GetParam();
-    EventHost host;
+    qvtest::ScriptedHost host;
     Rig rig(c.family, c.setup);
     qv::app::context().SelectedTrace = 0;
     rig.read();
-    EXPECT_TRUE(host.messages.empty()) << host.messages.front();
+    EXPECT_TRUE(host.messageTexts().empty()) << host.messageTexts().front();
     std::vector<std::string> want;
     for (const std::string& cmd : c.commands) want.push_back(logged(cmd));
     EXPECT_EQ(rig.commands(), want);
@@ -291,7 +257,7 @@ INSTANTIATE_TEST_SUITE_P(Families, ReaderTest, ::testing::ValuesIn(kReaders),
 
 // The audio analyzer sends volts; they arrive as dBm, on the 600-ohm reference of audio levels.
 TEST(AudioReader, ConvertsVoltsToDbm) {
-    EventHost host;
+    qvtest::ScriptedHost host;
     Rig rig("DOF", {"SYST:SIM:POIN 128"});
     std::vector<float> volts;
     {
@@ -362,25 +328,25 @@ INSTANTIATE_TEST_SUITE_P(
 // ---- readTrace's loop ----
 
 TEST(ReadTrace, ContinuousReadingRunsUntilItsBoxIsCleared) {
-    EventHost host;
+    qvtest::ScriptedHost host;
     Rig rig("TKW", {"INST:SEL SAN", "SYST:SIM:POIN 101"});
     rig.state.continuousOn = true;
     host.onEvents = [&] {
         // The user unticks the box; a run that goes astray is stopped too.
-        if (rig.state.readings == 3 || host.events > 50) rig.state.continuousOn = false;
+        if (rig.state.readings == 3 || host.count(Kind::ProcessEvents) > 50) rig.state.continuousOn = false;
     };
     rig.read();
     EXPECT_EQ(rig.state.readings, 3u);
     EXPECT_EQ(rig.window.plots.size(), 3u);
-    EXPECT_TRUE(host.messages.empty());
+    EXPECT_TRUE(host.messageTexts().empty());
     const std::vector<std::string> sent = rig.commands();
     EXPECT_EQ(std::count(sent.begin(), sent.end(), "TRAC? TRACE1"), 3);
     EXPECT_FALSE(rig.state.running);
-    EXPECT_GE(host.busyOff, 1);
+    EXPECT_GE(host.count(Kind::Busy, "off"), 1u);
 }
 
 TEST(ReadTrace, ARequestDuringAReadingBecomesOneMorePass) {
-    EventHost host;
+    qvtest::ScriptedHost host;
     Rig rig("TKW", {"INST:SEL SAN", "SYST:SIM:POIN 101"});
     int nested = 0;
     host.onEvents = [&] {
@@ -399,11 +365,11 @@ TEST(ReadTrace, ARequestDuringAReadingBecomesOneMorePass) {
 }
 
 TEST(ReadTrace, AClosedWindowEndsAContinuousReading) {
-    EventHost host;
+    qvtest::ScriptedHost host;
     Rig rig("TKW", {"INST:SEL SAN", "SYST:SIM:POIN 101"});
     rig.state.continuousOn = true;
     host.onEvents = [&] {
-        if (rig.state.readings == 2 || host.events > 50) rig.window.closed = true;
+        if (rig.state.readings == 2 || host.count(Kind::ProcessEvents) > 50) rig.window.closed = true;
     };
     rig.read();
     EXPECT_EQ(rig.state.readings, 2u);
@@ -411,7 +377,7 @@ TEST(ReadTrace, AClosedWindowEndsAContinuousReading) {
 }
 
 TEST(ReadTrace, ASilentInstrumentEndsEachPassWithinItsTimeout) {
-    EventHost host;
+    qvtest::ScriptedHost host;
     // Open and mode answer; the trace data never comes.
     Rig rig("TKW", {"INST:SEL SAN"}, {"--fault", "silent@TRAC?"});
     rig.state.prepareVif = [](qv::io::VIF& v) { v.TimeOut(300); };
@@ -419,11 +385,11 @@ TEST(ReadTrace, ASilentInstrumentEndsEachPassWithinItsTimeout) {
     int passes = 0;
     host.onEvents = [&] {
         // Two passes with their boxes, then the user stops it.
-        if (std::count(host.messages.begin(), host.messages.end(), qv::trace::kNoTraceText) == 2) {
+        if (std::ranges::count(host.messageTexts(), std::string(qv::trace::kNoTraceText)) == 2) {
             rig.state.continuousOn = false;
             ++passes;
         }
-        if (host.events > 50) rig.state.continuousOn = false;  // a test that fails must still end
+        if (host.count(Kind::ProcessEvents) > 50) rig.state.continuousOn = false;  // a test that fails must still end
     };
     const auto t0 = std::chrono::steady_clock::now();
     qv::trace::readTrace(qv::app::context(), rig.state, rig.window, 300);
@@ -431,20 +397,20 @@ TEST(ReadTrace, ASilentInstrumentEndsEachPassWithinItsTimeout) {
     EXPECT_GE(passes, 1);
     EXPECT_LT(seconds, 6.0);  // two passes of one 300 ms wait each, and the opening
     EXPECT_EQ(rig.state.readings, 0u);
-    ASSERT_FALSE(host.messages.empty());
-    EXPECT_EQ(host.messages.back(), qv::trace::kNoTraceText);
-    EXPECT_EQ(host.titles.back(), QV_PRODUCT_NAME);
+    ASSERT_FALSE(host.messageTexts().empty());
+    EXPECT_EQ(host.messageTexts().back(), qv::trace::kNoTraceText);
+    EXPECT_EQ(host.messages().back().title, QV_PRODUCT_NAME);
     EXPECT_TRUE(rig.window.plots.empty());
 }
 
 TEST(ReadTrace, AOnePointTraceEndsTheRunWithItsDescription) {
-    EventHost host;
+    qvtest::ScriptedHost host;
     Rig rig("TKW", {"INST:SEL SAN", "SYST:SIM:POIN 1"});
     qv::trace::shared().traceData.set(qv::trace::makeValues({1, 2}), qv::trace::makeValues({3, 4}));
     rig.state.continuousOn = true;
     rig.read();
-    ASSERT_EQ(host.messages.size(), 1u);
-    EXPECT_NE(host.messages[0].find("Division by zero"), std::string::npos) << host.messages[0];
+    ASSERT_EQ(host.messageTexts().size(), 1u);
+    EXPECT_NE(host.messageTexts()[0].find("Division by zero"), std::string::npos) << host.messageTexts()[0];
     EXPECT_TRUE(rig.state.continuousOn);  // the box stays as the user left it
     EXPECT_TRUE(rig.window.plots.empty());
     EXPECT_EQ(qv::trace::shared().traceData.size(), 2u);  // the last reading stays
@@ -453,25 +419,25 @@ TEST(ReadTrace, AOnePointTraceEndsTheRunWithItsDescription) {
 }
 
 TEST(ReadTrace, AModeWithoutAReaderIsNamedThenNoTrace) {
-    EventHost host;
+    qvtest::ScriptedHost host;
     Rig rig("TKM", {"INST:SEL DDEM"});
     rig.read();
-    EXPECT_EQ(host.messages, (std::vector<std::string>{"Instrument mode DDEM is not supported!", kNoTraceText}));
+    EXPECT_EQ(host.messageTexts(), (std::vector<std::string>{"Instrument mode DDEM is not supported!", kNoTraceText}));
     EXPECT_TRUE(rig.window.plots.empty());
 }
 
 TEST(ReadTrace, AReaderNotInThisBuildIsSaidOnceEvenInAContinuousRun) {
-    EventHost host;
+    qvtest::ScriptedHost host;
     Rig rig("TKW", {"INST:SEL NWA"});
     rig.state.continuousOn = true;
     rig.read();
-    ASSERT_EQ(host.messages.size(), 2u);
-    EXPECT_EQ(host.messages[0], qv::trace::readerMissingText(qv::trace::kNetworkReader));
-    EXPECT_EQ(host.messages[1], kNoTraceText);
+    ASSERT_EQ(host.messageTexts().size(), 2u);
+    EXPECT_EQ(host.messageTexts()[0], qv::trace::readerMissingText(qv::trace::kNetworkReader));
+    EXPECT_EQ(host.messageTexts()[1], kNoTraceText);
 }
 
 TEST(ReadTrace, TheStoredDataEntryOpensItsDialogOnceWithoutAnInstrument) {
-    EventHost host;
+    qvtest::ScriptedHost host;
     WindowState state;
     RecordingWindow window;
     state.MyVISARsc = "<FILE>";
@@ -479,12 +445,12 @@ TEST(ReadTrace, TheStoredDataEntryOpensItsDialogOnceWithoutAnInstrument) {
     state.continuousOn = true;
     qv::trace::readTrace(qv::app::context(), state, window, 100);
     EXPECT_EQ(window.storedDataOpened, 1);
-    EXPECT_TRUE(host.messages.empty());
-    EXPECT_EQ(host.busyOn, 1);
+    EXPECT_TRUE(host.messageTexts().empty());
+    EXPECT_EQ(host.count(Kind::Busy, "on"), 1u);
 }
 
 TEST(ReadTrace, AKdModelInAnAnalyzerModeIsReadAsTkwFromThenOn) {
-    EventHost host;
+    qvtest::ScriptedHost host;
     Rig rig("TKD", {"INST:SEL SAN", "SYST:SIM:POIN 101"});
     rig.window.mapped = "KDX";
     rig.read();
