@@ -20,7 +20,7 @@ enum class Pass { Done, Failed, Unavailable };
 
 // One pass of the loop: choose, read, hand back the instrument, store.
 Pass readOnce(app::AppContext& ctx, WindowState& state, Window& window, io::VIF& vif, std::string& family,
-              char decimalMark) {
+              char decimalMark, uint32_t openTimeoutMs) {
     const Choice choice = chooseReader(vif, family, window.mappedName());
     if (choice.switchToTkw) {
         // An analyzer mode on a network analyzer's model: read it the way
@@ -38,8 +38,18 @@ Pass readOnce(app::AppContext& ctx, WindowState& state, Window& window, io::VIF&
             inform(readerMissingText(*choice.reader));
             pass = Pass::Unavailable;
         } else {
-            ReadContext rc{vif,       family, state.reading, window, ctx.SelectedTrace, shared().SelectedChannel,
-                           state.localFolder, decimalMark, {}};
+            ReadContext rc{vif,
+                           family,
+                           state.reading,
+                           window,
+                           ctx.SelectedTrace,
+                           shared().SelectedChannel,
+                           state.localFolder,
+                           decimalMark,
+                           {},
+                           state.MyVISARsc,
+                           state.prepareVif,
+                           openTimeoutMs};
             ok = choice.reader->read(rc);
             if (!rc.failure.empty()) {
                 app::host().busy(false);
@@ -84,7 +94,7 @@ void readTrace(app::AppContext& ctx, WindowState& state, Window& window, uint32_
         const char mark = SystemDecimalMark();
         for (;;) {
             state.again = false;
-            const Pass pass = readOnce(ctx, state, window, vif, family, mark);
+            const Pass pass = readOnce(ctx, state, window, vif, family, mark, openTimeoutMs);
             if (pass == Pass::Failed) break;
             host.processEvents();
             // A reader this build lacks will not appear on the next pass.

@@ -22,6 +22,38 @@ struct AppContext;
 
 namespace qv::trace {
 
+// One of the window's two selectors (cmbChannelName, cmbTraceName) as the
+// readers and the list fillers see it.
+class Selector {
+public:
+    virtual ~Selector() = default;
+    virtual void clear() = 0;
+    virtual void add(const std::string& item) = 0;
+    virtual int count() const = 0;
+    virtual std::string item(int index) const = 0;  // "" out of range
+    // Selects an item; an index out of range leaves no selection and gives false.
+    virtual bool select(int index) = 0;
+    virtual int selected() const = 0;  // -1: none
+    // The text the selector shows: the selected item, or what the user typed
+    // into it (the network analyzers' names are edited in place).
+    virtual std::string text() const = 0;
+};
+
+// A selector without a control: the command line's and the tests' windows.
+class ListSelector : public Selector {
+public:
+    std::vector<std::string> items;
+    int index = -1;
+    std::string edited;  // typed text; empty: the selected item's
+    void clear() override;
+    void add(const std::string& item) override;
+    int count() const override;
+    std::string item(int i) const override;
+    bool select(int i) override;
+    int selected() const override { return index; }
+    std::string text() const override;
+};
+
 // Where a reader plots: the trace window, or the command line's recorder.
 class Display {
 public:
@@ -30,6 +62,17 @@ public:
     virtual void DisplayComplexTrace(const Plot& plot) = 0;
     // The trace selector beside the channel selector.
     virtual void showTraceSelector(bool visible) {}
+    // The channel selector with its caption (cmbChannelName, lblTraceNo).
+    virtual void showChannelSelector(bool visible) {}
+    // The caption that names the channel (lbltraceNumberVal).
+    virtual void setChannelCaption(const std::string& text) {}
+    virtual std::string channelCaption() const { return {}; }
+    // The selectors; a display without controls keeps plain lists.
+    virtual Selector& channelList() { return channels_; }
+    virtual Selector& traceList() { return traces_; }
+
+private:
+    ListSelector channels_, traces_;
 };
 
 struct ReadContext {
@@ -45,6 +88,11 @@ struct ReadContext {
     // A failure that ends the whole reading (and a continuous run) with this
     // description in an information box: arithmetic a reading cannot do.
     std::string failure;
+    // Where the list fillers open a VIF of their own (the window's resource,
+    // prepared and timed as the reading's own).
+    std::string resource;
+    std::function<void(io::VIF&)> prepareVif;
+    uint32_t openTimeoutMs = 1000;
 };
 
 using ReadFn = bool (*)(ReadContext& ctx);
@@ -127,6 +175,25 @@ std::string readerMissingText(const Reader& reader);
 // fillActiveTraces: asks DISPlay:TRACe<i>:STATe? for i = 1..count and
 // returns the numbers whose answer is exactly "1".
 std::vector<int> activeTraces(io::VIF& vif, int count);
+
+// The network analyzers' catalogues. CONF:CHAN:CAT? answers
+// 'number,name,number,name': the numbers, quotes removed. CALC<ch>:PAR:CAT?
+// answers 'trace,parameter,trace,parameter': the trace names (a last field
+// without a partner is a name too). Bounded: at most kMaxCatalogueItems.
+inline constexpr size_t kMaxCatalogueItems = 4096;
+std::vector<std::string> channelCatalogueItems(std::string_view answer);
+std::vector<std::string> traceCatalogueNames(std::string_view answer);
+// fillChannelList: the channel catalogue into `channels`, index 0 selected,
+// SelectedChannel 0 (the reading goes on with what the list shows).
+void fillChannelList(io::VIF& vif, Selector& channels);
+// fillTraceList: the selected channel's trace catalogue into `traces`; an
+// empty answer fills the channel list anew and asks again. Index 0
+// selected, SelectedTrace 0.
+void fillTraceList(io::VIF& vif, Selector& channels, Selector& traces);
+// Opens a VIF of its own on the reading's instrument, as the list fillers
+// and the selector events do.
+bool openOwnVif(io::VIF& vif, const std::string& resource, const std::function<void(io::VIF&)>& prepare,
+                uint32_t timeoutMs);
 
 // The trace window as readTrace sees it.
 class Window : public Display {
