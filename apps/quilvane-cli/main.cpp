@@ -85,11 +85,17 @@ const char* const kUsage =
     "                         --add writes the ones found into the settings as the editor does;\n"
     "                         --timeout sets the broadcast's collection (2500), the walk's ping\n"
     "                         wait (1000) or the browse (3000); exit 0 found, 1 none, 2 no scan\n"
-    "  trace RES [--trace N] [--channel N] [-o FILE] [--png FILE]\n"
-    "                         read one trace as the trace window does (trace and channel count\n"
-    "                         from 1, default 1) and print it, \"X; Y\" a line with the system's\n"
-    "                         decimal mark, or write it to FILE; --png also draws it (when this\n"
-    "                         build can); exit 0 with data, 1 when no trace came, 2 on usage errors\n"
+    "  trace RES [--channel N] [--trace N] [--list] [-o FILE] [--png FILE]\n"
+    "                         read one trace as the trace window does and print it, \"X; Y\" a\n"
+    "                         line with the system's decimal mark, or write it to FILE; --png also\n"
+    "                         draws it (when this build can). --channel and --trace pick as the\n"
+    "                         window's selectors do, counting from 1 (default 1): a network\n"
+    "                         analyzer's channel number and trace (number in the list or name),\n"
+    "                         a scope's channel 1-4 or math source (5-8, or \"Math 2\"), an\n"
+    "                         analyzer's trace number; --list prints the channels and traces,\n"
+    "                         \"channel|trace<TAB>N<TAB>item\" a line, and reads nothing;\n"
+    "                         exit 0 with data, 1 when no trace came, 2 on usage errors\n"
+    "                         (a channel or trace the instrument does not have)\n"
     "RES is a VISA resource, e.g. TCPIP::192.168.1.20::INSTR or TCPIP::host::5025::SOCKET.\n"
     "--log writes every VISA call to FILE: level 1 failures, 2 calls (default), 3 calls with all data.\n";
 
@@ -322,7 +328,7 @@ const DirectoryCommand kDirectoryCommands[] = {
     {"peaks", 1, 1, cmdPeaks},
     {"demod", 1, 1, cmdDemod},
     {"discover", 0, 4, cmdDiscover},
-    {"trace", 1, 1 + 6, cmdTrace},
+    {"trace", 1, 1 + 7, cmdTrace},
 };
 
 bool number(const char* text, unsigned long max, unsigned long& out) {

@@ -3,10 +3,13 @@
 #include "cli.h"
 
 #include "app/context.h"
+#include "instrument_directory/capabilities.h"
 #include "instrument_directory/visa_scan.h"
 #include "trace/reader.h"
+#include "trace/selectors.h"
 #include "ui/trace_png.h"
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -31,10 +34,13 @@ public:
         last.complex = true;
     }
     std::string mappedName() const override { return mapped_; }
+    void setChannelCaption(const std::string& text) override { caption_ = text; }
+    std::string channelCaption() const override { return caption_; }
     trace::Plot last;
 
 private:
     std::string mapped_;
+    std::string caption_;
 };
 
 // The picture is drawn offscreen by the trace window's own graph.
@@ -51,19 +57,57 @@ bool positive(const std::string& text, int& out) {
     return true;
 }
 
+// Lower case without blanks: "Math 2", "math2" and "MATH 2" name one item.
+std::string folded(const std::string& text) {
+    std::string out;
+    for (char c : text)
+        if (c != ' ') out += char(std::tolower(static_cast<unsigned char>(c)));
+    return out;
+}
+
+// The item a --channel or --trace value names: an item of that text first
+// (the network analyzers' channel numbers, trace names, "Math 2"), else the
+// item at that position counted from 1. -1: none.
+int findItem(const trace::Selector& list, const std::string& value) {
+    for (int i = 0; i < list.count(); ++i)
+        if (folded(list.item(i)) == folded(value)) return i;
+    int n = 0;
+    if (positive(value, n) && n <= list.count()) return n - 1;
+    return -1;
+}
+
+std::string itemsText(const trace::Selector& list) {
+    std::string out;
+    for (int i = 0; i < list.count(); ++i) out += (i ? ", " : "") + list.item(i);
+    return out.empty() ? "none" : out;
+}
+
+void printList(const char* what, const trace::Selector& list) {
+    for (int i = 0; i < list.count(); ++i) std::printf("%s\t%d\t%s\n", what, i + 1, list.item(i).c_str());
+}
+
 }  // namespace
 
 int cmdTrace(const Options& o) {
     int traceNo = 1, channelNo = 1;
-    std::string png;
+    std::string png, channelText, traceText;
+    bool list = false;
     for (size_t i = 2; i < o.args.size(); ++i) {
         const std::string& opt = o.args[i];
+        if (opt == "--list") {
+            list = true;
+            continue;
+        }
         if (i + 1 >= o.args.size()) return usageError(opt + " takes a value");
         const std::string& value = o.args[++i];
+        // A name is taken where the list holds names (a trace name, "Math 2").
+        const bool named = !value.empty() && !std::isdigit(static_cast<unsigned char>(value[0]));
         if (opt == "--trace") {
-            if (!positive(value, traceNo)) return usageError("--trace takes a number from 1");
+            if (!named && !positive(value, traceNo)) return usageError("--trace takes a number from 1 or a name");
+            traceText = value;
         } else if (opt == "--channel") {
-            if (!positive(value, channelNo)) return usageError("--channel takes a number from 1");
+            if (!named && !positive(value, channelNo)) return usageError("--channel takes a number from 1 or a name");
+            channelText = value;
         } else if (opt == "--png") {
             png = value;
         } else {
@@ -79,8 +123,6 @@ int cmdTrace(const Options& o) {
         return 1;
     }
     app::AppContext& ctx = app::context();
-    ctx.SelectedTrace = int16_t(traceNo - 1);
-    trace::shared().SelectedChannel = int16_t(channelNo - 1);
     trace::WindowState state;
     state.MyVISARsc = o.args[1];
     state.MyDevType = scan.DeviceTyp(last);
@@ -88,7 +130,52 @@ int cmdTrace(const Options& o) {
         if (!o.logFile.empty()) v.ConfigDebugMode(o.logLevel, true, o.logFile, 256);
         v.TimeOut(int32_t(o.timeoutMs));
     };
-    RecordingWindow window(scan.DeviceMappedName(last));
+    const std::string mapped = scan.DeviceMappedName(last);
+    RecordingWindow window(mapped);
+
+    // The selectors as the window's load leaves them, then the user's picks
+    // as clicks on them.
+    const trace::SelectorTarget target{state.MyVISARsc, state.prepareVif, o.timeoutMs};
+    const std::string& family = state.MyDevType;
+    const int masterTraces = dir::MasterTraces(dir::VisaDevicesPath(), mapped.empty() ? family : mapped);
+    trace::loadSelectors(target, family, masterTraces, window, state.instrumentMode);
+    const trace::Dialect& d = trace::dialectFor(family);
+    const bool named = state.instrumentMode == "NWA";
+    trace::Selector& channels = window.channelList();
+    trace::Selector& traces = window.traceList();
+    if (!channelText.empty()) {
+        if (named || d.networkChannels || d.mathChannels) {
+            const int index = findItem(channels, channelText);
+            if (index < 0)
+                return usageError("channel " + channelText + " does not exist; the instrument has channels " +
+                                  itemsText(channels));
+            trace::channelChosen(target, family, index, window);
+        } else {
+            // The analyzers read the trace number; the channel is kept as given.
+            if (!positive(channelText, channelNo)) return usageError("--channel takes a number from 1 for this instrument");
+            trace::shared().SelectedChannel = int16_t(channelNo - 1);
+        }
+    }
+    if (list) {
+        printList("channel", channels);
+        printList("trace", traces);
+        std::fflush(stdout);
+        return 0;
+    }
+    if (named) {
+        const int index = traceText.empty() ? (traces.count() > 0 ? 0 : -1) : findItem(traces, traceText);
+        if (index < 0)
+            return usageError("trace " + (traceText.empty() ? std::string("1") : traceText) +
+                              " does not exist; channel " + channels.text() + " has traces " + itemsText(traces));
+        traces.select(index);
+        trace::traceChosen(family, index, traces);
+    } else if (!traceText.empty()) {
+        // The instrument's own trace number, as the list of displayed traces
+        // would give it.
+        if (!positive(traceText, traceNo)) return usageError("--trace takes a number from 1 for this instrument");
+        ctx.SelectedTrace = int16_t(traceNo - 1);
+    }
+
     trace::readTrace(ctx, state, window, o.timeoutMs);
     if (state.readings == 0) return 1;  // the reason went to standard error
 

@@ -29,6 +29,7 @@
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QPainter>
@@ -240,8 +241,11 @@ void TraceForm::buildToolbar(QWidget* bar) {
     connect(chkNoise_, &QCheckBox::clicked, this, [this](bool on) { noiseOn = on; });
     connect(chkXLog_, &QCheckBox::clicked, this, &TraceForm::setXLog);
     connect(chkYlog_, &QCheckBox::clicked, this, &TraceForm::setYLog);
+    // `activated` is the user's pick; the program's selections only move the index.
     connect(cmbTraceName_, &QComboBox::activated, this, &TraceForm::traceClicked);
     connect(cmbChannelName_, &QComboBox::activated, this, &TraceForm::channelClicked);
+    channelList_.attach(cmbChannelName_);
+    traceList_.attach(cmbTraceName_);
 }
 
 void TraceForm::buildMarkFrame() {
@@ -313,34 +317,22 @@ void TraceForm::Load() {
     graph_->setAnnotationTemplate(t);
     for (int i = 0; i < 6; ++i) graph_->addAnnotation();
 
-    // Channels: the family's count from the capability file (a value out of
-    // reason is held to a list one can scroll).
-    int channels = qv::dir::MasterTraces(app::VisaDevicesPath(), main_.CurrentInstrumentName());
-    channels = std::clamp(channels, 0, 64);
-    cmbChannelName_->clear();
-    for (int i = 1; i <= channels; ++i) cmbChannelName_->addItem(QString::number(i));
-    const qv::trace::Dialect& d = qv::trace::dialectFor(state.MyDevType);
-    if (d.mathChannels)
-        for (int i = 1; i <= 4; ++i) cmbChannelName_->addItem(QString("Math %1").arg(i));
-    cmbTraceName_->clear();
-    for (int i = 1; i <= 4; ++i) cmbTraceName_->addItem(QString::number(i));
-    cmbTraceName_->setCurrentIndex(0);
-    ctx.SelectedTrace = static_cast<int16_t>(cmbTraceName_->currentIndex() >= 0 ? cmbTraceName_->currentIndex() : 1);
-
-    if (d.modeAtLoad) {
-        io::VIF vif;
-        std::string answer;
-        if (vif.OpenDevice(state.MyVISARsc, true, false, 1000, true) && vif.ReadString("INST:SEL?", answer))
-            state.instrumentMode = app::TrimLineEnds(answer);
-        if (state.instrumentMode != "NWA" && d.activeTraces > 0) fillActiveTraces(d.activeTraces);
-    } else if (d.activeTraces > 0) {
-        fillActiveTraces(d.activeTraces);
+    // The names are edited in place where the instrument takes a rename;
+    // Enter sends it, and what was typed is never added to the list.
+    const std::string family = state.MyDevType;
+    if (qv::trace::renamesInPlace(main_.CurrentInstrumentField(), family)) {
+        for (QComboBox* box : {cmbChannelName_, cmbTraceName_}) {
+            box->setEditable(true);
+            box->setInsertPolicy(QComboBox::NoInsert);
+        }
+        connect(cmbChannelName_->lineEdit(), &QLineEdit::returnPressed, this,
+                [this] { renameOnEnter(qv::trace::RenameWhat::Channel); });
+        connect(cmbTraceName_->lineEdit(), &QLineEdit::returnPressed, this,
+                [this] { renameOnEnter(qv::trace::RenameWhat::Trace); });
     }
-    if (d.networkAtLoad) state.instrumentMode = "NWA";
-    // The network analyzers' channel and trace lists come with their readers;
-    // until then the channel list stands as filled above.
-    if (state.instrumentMode != "NWA" && cmbChannelName_->count() > 0) cmbChannelName_->setCurrentIndex(0);
-    if (cmbChannelName_->currentIndex() >= 0) lbltraceNumberVal_->setText(cmbChannelName_->currentText());
+    qv::trace::loadSelectors(selectorTarget(), family,
+                             qv::dir::MasterTraces(app::VisaDevicesPath(), main_.CurrentInstrumentName()), *this,
+                             state.instrumentMode);
 
     clickUpdate();
     if (gone()) return;
@@ -365,46 +357,27 @@ void TraceForm::Load() {
     loaded_ = true;
 }
 
-void TraceForm::fillActiveTraces(int count) {
-    io::VIF vif;
-    std::vector<int> numbers;
-    if (vif.OpenDevice(state.MyVISARsc, true, false, 1000, true)) numbers = qv::trace::activeTraces(vif, count);
-    cmbTraceName_->clear();
-    for (int n : numbers) cmbTraceName_->addItem(QString::number(n));
-    if (cmbTraceName_->count() > 0) cmbTraceName_->setCurrentIndex(0);
-    app::context().SelectedTrace = 0;
+qv::trace::SelectorTarget TraceForm::selectorTarget() const {
+    return {state.MyVISARsc, state.prepareVif, 1000};
 }
 
 void TraceForm::traceClicked(int index) {
-    app::AppContext& ctx = app::context();
-    if (qv::trace::dialectFor(state.MyDevType).realTraceNumbers)
-        ctx.SelectedTrace = static_cast<int16_t>(cmbTraceName_->itemText(index).toInt() - 1);
-    else
-        ctx.SelectedTrace = static_cast<int16_t>(index);
+    qv::trace::traceChosen(state.MyDevType, index, traceList_);
     if (isVisible()) clickUpdate();
 }
 
 void TraceForm::channelClicked(int index) {
     if (!isVisible() || index < 0) return;
-    qv::trace::shared().SelectedChannel = static_cast<int16_t>(index);
-    lbltraceNumberVal_->setText(cmbChannelName_->itemText(index));
-    const qv::trace::Dialect& d = qv::trace::dialectFor(state.MyDevType);
-    std::string mode;
-    if (d.networkChannels) {
-        mode = "NWA";
-        io::VIF vif;
-        if (vif.OpenDevice(state.MyVISARsc, true, false, 1000, true))
-            vif.WriteString("INST:SEL CHANNEL" + std::to_string(index + 1));
-    } else {
-        if (d.modeAtLoad) {
-            io::VIF vif;
-            std::string answer;
-            if (vif.OpenDevice(state.MyVISARsc, true, false, 1000, true) && vif.ReadString("INST:SEL?", answer))
-                mode = app::TrimLineEnds(answer);
-        }
-        if (d.activeTraces > 0) fillActiveTraces(d.activeTraces);
-    }
-    if (mode != "NWA") clickUpdate();
+    if (qv::trace::channelChosen(selectorTarget(), state.MyDevType, index, *this)) clickUpdate();
+}
+
+void TraceForm::renameOnEnter(qv::trace::RenameWhat what) {
+    if (!qv::trace::renameOnEnter(selectorTarget(), main_.CurrentInstrumentField(), state.MyDevType, what, *this))
+        return;
+    // The channel list holds the instrument's channel numbers, never names:
+    // the box shows its number again once the name is sent.
+    if (what == qv::trace::RenameWhat::Channel && cmbChannelName_->currentIndex() >= 0)
+        cmbChannelName_->setEditText(cmbChannelName_->itemText(cmbChannelName_->currentIndex()));
 }
 
 void TraceForm::readTrace() {
@@ -591,6 +564,15 @@ void TraceForm::showTraceSelector(bool visible) {
     cmbTraceName_->setVisible(visible);
     lblTraceNumber_->setVisible(visible);
 }
+
+void TraceForm::showChannelSelector(bool visible) {
+    cmbChannelName_->setVisible(visible);
+    lblTraceNo_->setVisible(visible);
+}
+
+void TraceForm::setChannelCaption(const std::string& text) { lbltraceNumberVal_->setText(qs(text)); }
+
+std::string TraceForm::channelCaption() const { return lbltraceNumberVal_->text().toStdString(); }
 
 void TraceForm::hideSelectors() {
     cmbChannelName_->setVisible(false);

@@ -6,6 +6,8 @@
 
 #include "app/main_window.h"
 #include "trace/reader.h"
+#include "trace/selectors.h"
+#include "ui/combo_selector.h"
 #include "ui/running_action.h"
 
 #include <QString>
@@ -77,6 +79,10 @@ public:
     bool lineTicked() const { return lineTicked_; }
     // A marker's check box clicked (i = 0..5).
     void markerClicked(int i);
+    // The selectors' events, as a click or Enter in the box gives them.
+    void channelClicked(int index);
+    void traceClicked(int index);
+    void renameOnEnter(qv::trace::RenameWhat what);
 
     TraceGraph* graph() const { return graph_; }
     QCheckBox* actMark(int i) const;
@@ -91,6 +97,11 @@ public:
     void DisplayTrace(const qv::trace::Plot& plot) override;
     void DisplayComplexTrace(const qv::trace::Plot& plot) override;
     void showTraceSelector(bool visible) override;
+    void showChannelSelector(bool visible) override;
+    void setChannelCaption(const std::string& text) override;
+    std::string channelCaption() const override;
+    qv::trace::Selector& channelList() override { return channelList_; }
+    qv::trace::Selector& traceList() override { return traceList_; }
     bool gone() const override { return action_.closeAsked(); }
     void hideSelectors() override;
     void simulatePulseData() override;
@@ -111,9 +122,8 @@ private:
     void buildToolbar(QWidget* bar);
     void buildMarkFrame();
     QToolButton* addButton(QWidget* bar, const QString& name, const QString& caption, const QString& tip, int glyph);
-    void fillActiveTraces(int count);
-    void channelClicked(int index);
-    void traceClicked(int index);
+    // Where the selector steps open their VIFs: this window's instrument.
+    qv::trace::SelectorTarget selectorTarget() const;
     void showLegend(bool on);
     // Step 12 of every plot: Line ticked, Points not.
     void resetPlotTicks();
@@ -134,6 +144,8 @@ private:
     QLabel* lblTraceNo_ = nullptr;
     QLabel* lblTraceNumber_ = nullptr;
     QLabel* lbltraceNumberVal_ = nullptr;
+    ComboSelector channelList_{nullptr};
+    ComboSelector traceList_{nullptr};
     QCheckBox* chkContinuous_ = nullptr;
     QCheckBox* chkPulse_ = nullptr;
     QCheckBox* chkSimulate_ = nullptr;
