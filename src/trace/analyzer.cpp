@@ -114,8 +114,8 @@ bool readDemodTrace(ReadContext& ctx) {
 
 }  // namespace
 
-const Reader kAnalyzerReader{"readAnalyzerTrace", readAnalyzerTrace, true, "spectrum traces"};
-const Reader kPhaseNoiseReader{"readPhaseNoiseTrace", readPhaseNoiseTrace, true, "phase noise traces"};
-const Reader kDemodReader{"readDemodTrace", readDemodTrace, false, "demodulated traces"};
+const Reader kAnalyzerReader{"readAnalyzerTrace", readAnalyzerTrace, true};
+const Reader kPhaseNoiseReader{"readPhaseNoiseTrace", readPhaseNoiseTrace, true};
+const Reader kDemodReader{"readDemodTrace", readDemodTrace, false};
 
 }  // namespace qv::trace

@@ -95,6 +95,6 @@ bool readAsciiTrace(ReadContext& ctx) {
 
 }  // namespace
 
-const Reader kAsciiReader{"readAsciiTrace", readAsciiTrace, false, "stored receiver traces"};
+const Reader kAsciiReader{"readAsciiTrace", readAsciiTrace, false};
 
 }  // namespace qv::trace

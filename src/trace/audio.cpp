@@ -36,6 +36,6 @@ bool readAudioTrace(ReadContext& ctx) {
 
 }  // namespace
 
-const Reader kAudioReader{"readAudioTrace", readAudioTrace, false, "audio analyzer traces"};
+const Reader kAudioReader{"readAudioTrace", readAudioTrace, false};
 
 }  // namespace qv::trace

@@ -79,12 +79,6 @@ std::string modeNotSupportedText(std::string_view mode) {
     return "Instrument mode " + std::string(mode) + " is not supported!";
 }
 
-std::string readerMissingText(const Reader& reader) {
-    const std::string what = reader.what.empty() ? "these traces" : std::string(reader.what);
-    return "Reading " + what + " is not available in this build (" + std::string(reader.name) +
-           "). Read the trace on the instrument, or save it there as a file and fetch it with the file browser.";
-}
-
 std::vector<int> activeTraces(io::VIF& vif, int count) {
     std::vector<int> out;
     for (int i = 1; i <= count; ++i) {

@@ -74,6 +74,11 @@ std::vector<std::string> traceCatalogueNames(std::string_view answer) {
     return out;
 }
 
+bool catalogueHolds(std::string_view answer, std::string_view item) {
+    const std::string key(item);
+    return answer.find(key + ",") != std::string_view::npos || answer.find(key + "'") != std::string_view::npos;
+}
+
 void fillChannelList(io::VIF& vif, Selector& channels) {
     std::string answer;
     vif.ReadString("CONF:CHAN:CAT?", answer, 2048);

@@ -16,10 +16,9 @@ constexpr const char* kStoredData = "<FILE>";
 
 void inform(const std::string& text) { app::host().message(QV_PRODUCT_NAME, text, app::Icon::Information); }
 
-enum class Pass { Done, Failed, Unavailable };
-
 // One pass of the loop: choose, read, hand back the instrument, store.
-Pass readOnce(app::AppContext& ctx, WindowState& state, Window& window, io::VIF& vif, std::string& family,
+// False: a failure ended the reading.
+bool readOnce(app::AppContext& ctx, WindowState& state, Window& window, io::VIF& vif, std::string& family,
               char decimalMark, uint32_t openTimeoutMs) {
     const Choice choice = chooseReader(vif, family, window.mappedName());
     if (choice.switchToTkw) {
@@ -29,40 +28,34 @@ Pass readOnce(app::AppContext& ctx, WindowState& state, Window& window, io::VIF&
         family = "TKW";
     }
     bool ok = false;
-    Pass pass = Pass::Done;
     if (!choice.reader) {
         inform(modeNotSupportedText(choice.mode));
     } else {
         if (choice.reader->traceSelector) window.showTraceSelector(true);
-        if (!choice.reader->read) {
-            inform(readerMissingText(*choice.reader));
-            pass = Pass::Unavailable;
-        } else {
-            ReadContext rc{vif,
-                           family,
-                           state.reading,
-                           window,
-                           ctx.SelectedTrace,
-                           shared().SelectedChannel,
-                           state.localFolder,
-                           decimalMark,
-                           {},
-                           state.MyVISARsc,
-                           state.prepareVif,
-                           openTimeoutMs};
-            ok = choice.reader->read(rc);
-            if (!rc.failure.empty()) {
-                app::host().busy(false);
-                app::host().processEvents();
-                inform(rc.failure);
-                return Pass::Failed;
-            }
+        ReadContext rc{vif,
+                       family,
+                       state.reading,
+                       window,
+                       ctx.SelectedTrace,
+                       shared().SelectedChannel,
+                       state.localFolder,
+                       decimalMark,
+                       {},
+                       state.MyVISARsc,
+                       state.prepareVif,
+                       openTimeoutMs};
+        ok = choice.reader->read(rc);
+        if (!rc.failure.empty()) {
+            app::host().busy(false);
+            app::host().processEvents();
+            inform(rc.failure);
+            return false;
         }
     }
     vif.SetRENState(6);
     storeTraceData(state, window, ok);
     if (ok) ++state.readings;
-    return pass;
+    return true;
 }
 
 }  // namespace
@@ -94,11 +87,8 @@ void readTrace(app::AppContext& ctx, WindowState& state, Window& window, uint32_
         const char mark = SystemDecimalMark();
         for (;;) {
             state.again = false;
-            const Pass pass = readOnce(ctx, state, window, vif, family, mark, openTimeoutMs);
-            if (pass == Pass::Failed) break;
+            if (!readOnce(ctx, state, window, vif, family, mark, openTimeoutMs)) break;
             host.processEvents();
-            // A reader this build lacks will not appear on the next pass.
-            if (pass == Pass::Unavailable && !state.again) break;
             if (!(state.continuousOn || state.again) || window.gone()) break;
         }
     }

@@ -99,12 +99,9 @@ using ReadFn = bool (*)(ReadContext& ctx);
 
 struct Reader {
     std::string_view name;  // "readAnalyzerTrace"
-    // nullptr: the reader is not part of this build; readTrace says so.
     ReadFn read = nullptr;
     // The dispatch shows the trace selector before it runs the reader.
     bool traceSelector = false;
-    // What it reads, in the user's words ("network analyzer traces").
-    std::string_view what;
 };
 
 extern const Reader kAnalyzerReader;    // modes SAN, REC, CATV
@@ -169,8 +166,6 @@ Choice chooseReaderFor(std::string_view family, std::string_view mode, std::stri
 
 // The message for a mode no reader takes.
 std::string modeNotSupportedText(std::string_view mode);  // "Instrument mode <mode> is not supported!"
-// The message for a reader this build lacks.
-std::string readerMissingText(const Reader& reader);
 
 // fillActiveTraces: asks DISPlay:TRACe<i>:STATe? for i = 1..count and
 // returns the numbers whose answer is exactly "1".
@@ -183,6 +178,9 @@ std::vector<int> activeTraces(io::VIF& vif, int count);
 inline constexpr size_t kMaxCatalogueItems = 4096;
 std::vector<std::string> channelCatalogueItems(std::string_view answer);
 std::vector<std::string> traceCatalogueNames(std::string_view answer);
+// Whether a catalogue answer lists `item`: the item followed by "," or by
+// the closing "'".
+bool catalogueHolds(std::string_view answer, std::string_view item);
 // fillChannelList: the channel catalogue into `channels`, index 0 selected,
 // SelectedChannel 0 (the reading goes on with what the list shows).
 void fillChannelList(io::VIF& vif, Selector& channels);

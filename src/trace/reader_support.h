@@ -35,3 +35,12 @@ void keepSweep(ReadContext& ctx, const std::vector<float>& values, std::vector<d
                bool overTime, const std::string& yUnit, bool logHint);
 
 }  // namespace qv::trace::detail
+
+namespace qv::trace::detail {
+
+// The network analyzers' common end of a reading: the active trace selected
+// (not on the older family), the data, the stimulus, and the plot, real or
+// complex. n: the channel number of the commands.
+bool readNetworkData(ReadContext& ctx, int n, const std::string& dataCommand);
+
+}  // namespace qv::trace::detail

@@ -10,6 +10,7 @@
 #include "trace/reader.h"
 #include "scripted_host.h"
 #include "test_support.h"
+#include "trace_rig.h"
 
 #include <gtest/gtest.h>
 
@@ -24,69 +25,9 @@ namespace {
 using Kind = qvtest::ScriptedHost::Kind;
 using qv::trace::Plot;
 using qv::trace::WindowState;
-
-class RecordingWindow : public qv::trace::Window {
-public:
-    std::vector<Plot> plots;
-    bool closed = false, selectorShown = false;
-    int storedDataOpened = 0;
-    std::string mapped;
-    void DisplayTrace(const Plot& p) override { plots.push_back(p); }
-    void DisplayComplexTrace(const Plot& p) override { plots.push_back(p); }
-    void showTraceSelector(bool visible) override { selectorShown = visible; }
-    bool gone() const override { return closed; }
-    void openStoredData() override { ++storedDataOpened; }
-    std::string mappedName() const override { return mapped; }
-};
-
-std::string logged(const std::string& command) {
-    std::string s;
-    qv::sim::appendEscaped(s, command);
-    return s;
-}
-
-// One simulated instrument, set up through its own session, then read by
-// readTrace. Only the commands after the set-up count.
-struct Rig {
-    qvtest::TempDir dir;
-    qvtest::SimProcess sim;
-    std::string log = dir.file("sim.log");
-    WindowState state;
-    RecordingWindow window;
-    size_t setupLines = 0;
-
-    Rig(const std::string& family, const std::vector<std::string>& setup, std::vector<std::string> extra = {}) {
-        std::vector<std::string> args{"--profile", family, "--log", log};
-        args.insert(args.end(), extra.begin(), extra.end());
-        std::string why;
-        EXPECT_TRUE(sim.start(args, &why)) << why;
-        if (!setup.empty()) {
-            qv::io::VIF v;
-            EXPECT_TRUE(v.OpenDevice(sim.socketResource(), false, false, 2000, false));
-            for (const std::string& c : setup) v.WriteString(c);
-            std::string answer;
-            v.ReadString("*OPC?", answer);  // every set-up command has arrived
-        }
-        setupLines = qvtest::readLines(log).size();
-        state.MyVISARsc = sim.socketResource();
-        state.MyDevType = family;
-        state.localFolder = dir.path();
-        state.prepareVif = [](qv::io::VIF& v) { v.TimeOut(2000); };
-    }
-
-    void read() { qv::trace::readTrace(qv::app::context(), state, window, 2000); }
-
-    // The commands of the reading: after the set-up, without the session's
-    // opening (status byte and error queue) and connection notes.
-    std::vector<std::string> commands() const {
-        std::vector<std::string> lines = qvtest::readLines(log), out;
-        for (size_t i = setupLines; i < lines.size(); ++i)
-            if (lines[i].rfind("@", 0) != 0) out.push_back(lines[i]);
-        auto first = std::find_if(out.begin(), out.end(), [](const std::string& l) { return l != "*STB?"; });
-        if (first != out.end() && *first == "SYST:ERR?") ++first;
-        return {first, out.end()};
-    }
-};
+using qvtest::logged;
+using qvtest::RecordingWindow;
+using qvtest::Rig;
 
 const std::vector<double>& xs(const Plot& p) { return *p.x; }
 const std::vector<double>& ys(const Plot& p) { return *p.y; }
@@ -424,16 +365,6 @@ TEST(ReadTrace, AModeWithoutAReaderIsNamedThenNoTrace) {
     rig.read();
     EXPECT_EQ(host.messageTexts(), (std::vector<std::string>{"Instrument mode DDEM is not supported!", kNoTraceText}));
     EXPECT_TRUE(rig.window.plots.empty());
-}
-
-TEST(ReadTrace, AReaderNotInThisBuildIsSaidOnceEvenInAContinuousRun) {
-    qvtest::ScriptedHost host;
-    Rig rig("TKW", {"INST:SEL NWA"});
-    rig.state.continuousOn = true;
-    rig.read();
-    ASSERT_EQ(host.messageTexts().size(), 2u);
-    EXPECT_EQ(host.messageTexts()[0], qv::trace::readerMissingText(qv::trace::kNetworkReader));
-    EXPECT_EQ(host.messageTexts()[1], kNoTraceText);
 }
 
 TEST(ReadTrace, TheStoredDataEntryOpensItsDialogOnceWithoutAnInstrument) {
