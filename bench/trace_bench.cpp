@@ -2,11 +2,14 @@
 // 10,000,000-point trace through the window's graph next to the bare
 // plotting library, the resident memory a shown 10,000,000-point trace
 // costs next to the size of its values, and readings per second of a
-// continuous reading of a 10,001-point trace from the simulated analyzer
-// with the window drawing each one.
+// continuous reading with the window drawing each one: a 10,001-point
+// trace from the simulated analyzer, a 1,001-point complex trace from the
+// network analyzer and a 1,000,000-point scope waveform.
 #include "app/context.h"
 #include "app/host.h"
 #include "test_support.h"
+#include "instrument_io/vif.h"
+#include "trace/selectors.h"
 #include "trace/trace.h"
 #include "ui/main_form.h"
 #include "ui/qt_host.h"
@@ -24,6 +27,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -132,9 +136,10 @@ void memoryFigure(size_t n) {
     qv::trace::shared().traceData.clear();
 }
 
-// The instrument list the window needs: one simulated analyzer.
+// The instrument list the window needs: one simulated instrument.
 class OneInstrument : public qv::app::InstrumentSource {
 public:
+    explicit OneInstrument(std::string family) : family_(std::move(family)) {}
     bool VisaPresent() override { return true; }
     void LoadMasterDevices() override {}
     std::vector<qv::app::ScanRecord> Scan(const std::string&, int, const std::vector<bool>&,
@@ -144,28 +149,57 @@ public:
     void SetScanProgress(std::function<void(int)>, std::function<void(const std::string&)>) override {}
     bool RecordNames(int, const std::string&, std::string& mapped, std::string& family) const override {
         mapped.clear();
-        family = "TKD";
+        family = family_;
         return true;
     }
+
+private:
+    std::string family_;
 };
 
-bool continuousFigure(int points, int seconds) {
+struct ContinuousCase {
+    std::string what;                // "a 10001-point trace"
+    std::string family;
+    std::vector<std::string> simArgs;
+    std::vector<std::string> setup;  // sent before the window opens
+    size_t points;                   // what the graph must show
+    double target;                   // readings per second
+    // The user's picks on the window's selectors after its load.
+    std::function<void(qv::ui::TraceForm&)> pick;
+};
+
+bool continuousFigure(const ContinuousCase& c, int seconds) {
     qvtest::SimProcess sim;
     std::string why;
-    if (!sim.start({"--profile", "TKD", "--points", std::to_string(points)}, &why)) {
+    std::vector<std::string> args{"--profile", c.family};
+    args.insert(args.end(), c.simArgs.begin(), c.simArgs.end());
+    if (!sim.start(args, &why)) {
         std::printf("# trace: the simulator did not start: %s\n", why.c_str());
         return false;
+    }
+    if (!c.setup.empty()) {
+        qv::io::VIF v;
+        if (!v.OpenDevice(sim.socketResource(), false, false, 2000, false)) {
+            std::printf("# trace: the simulated %s did not open\n", c.family.c_str());
+            return false;
+        }
+        for (const std::string& command : c.setup) v.WriteString(command);
+        std::string answer;
+        v.ReadString("*OPC?", answer);
     }
     qv::ui::QtHost host;
     qv::app::Host& previous = qv::app::host();
     qv::app::setHost(&host);
-    OneInstrument source;
+    OneInstrument source(c.family);
     qv::ui::MainForm main(qv::app::context(), source);
     auto* form = new qv::ui::TraceForm(main);
     form->state.MyVISARsc = sim.socketResource();
-    form->state.MyDevType = "TKD";
+    form->state.MyDevType = c.family;
     form->resize(1000, 600);
     form->show();
+    // The selectors as the window's load fills them, then the user's picks.
+    qv::trace::loadSelectors({form->state.MyVISARsc, {}, 1000}, c.family, 4, *form, form->state.instrumentMode);
+    if (c.pick) c.pick(*form);
     form->readTrace();  // the first reading opens and warms everything
     const uint64_t first = form->state.readings;
     form->state.continuousOn = true;
@@ -174,10 +208,15 @@ bool continuousFigure(int points, int seconds) {
     form->readTrace();
     const double s = msSince(t0) / 1000.0;
     const uint64_t n = form->state.readings - first;
-    const bool ok = n > 0 && form->graph()->pointCount(1) == size_t(points);
-    std::printf("continuous reading of a %d-point trace with display = %.1f readings/s (%llu in %.1f s)\n", points,
-                double(n) / s, static_cast<unsigned long long>(n), s);
-    std::printf("continuous reading to its 100 readings/s target ratio = %.2f\n", double(n) / s / 100.0);
+    const bool ok = n > 0 && form->graph()->pointCount(1) == c.points;
+    const double rate = double(n) / s;
+    std::printf("continuous reading of %s with display = %.1f readings/s (%llu in %.1f s)\n", c.what.c_str(), rate,
+                static_cast<unsigned long long>(n), s);
+    std::printf("continuous reading of %s to its %.0f readings/s target ratio = %.2f\n", c.what.c_str(), c.target,
+                rate / c.target);
+    if (!ok)
+        std::printf("# trace: %s: the graph shows %zu points, %zu expected\n", c.what.c_str(),
+                    form->graph()->pointCount(1), c.points);
     std::fflush(stdout);
     delete form;
     qv::app::setHost(&previous);
@@ -198,5 +237,16 @@ bool benchTrace() {
     memoryFigure(10000000);
     replotFigures(1000000, 15, 10);
     replotFigures(10000000, 7, 100);
-    return continuousFigure(10001, 3);
+    bool ok = continuousFigure({"a 10001-point trace", "TKD", {"--points", "10001"}, {}, 10001, 100, {}}, 3);
+    // The network analyzer's Smith chart trace: 1,001 complex points.
+    ok = continuousFigure({"a 1001-point complex trace", "KDC", {}, {"SYST:SIM:POIN 1001"}, 1001, 100,
+                           [](qv::ui::TraceForm& f) {
+                               f.traceList().select(1);
+                               qv::trace::traceChosen("KDC", 1, f.traceList());
+                           }},
+                          3) &&
+         ok;
+    ok = continuousFigure({"a 1000000-point scope waveform", "MYI", {}, {"ACQ:POIN 1000000"}, 1000000, 10, {}}, 5) &&
+         ok;
+    return ok;
 }
