@@ -163,6 +163,7 @@ struct ContinuousCase {
     std::vector<std::string> simArgs;
     std::vector<std::string> setup;  // sent before the window opens
     size_t points;                   // what the graph must show
+    bool complex;                    // in both plots: real and imaginary parts
     double target;                   // readings per second
     // The user's picks on the window's selectors after its load.
     std::function<void(qv::ui::TraceForm&)> pick;
@@ -208,15 +209,16 @@ bool continuousFigure(const ContinuousCase& c, int seconds) {
     form->readTrace();
     const double s = msSince(t0) / 1000.0;
     const uint64_t n = form->state.readings - first;
-    const bool ok = n > 0 && form->graph()->pointCount(1) == c.points;
+    const bool ok = n > 0 && form->graph()->pointCount(1) == c.points &&
+                    form->graph()->pointCount(2) == (c.complex ? c.points : 0);
     const double rate = double(n) / s;
     std::printf("continuous reading of %s with display = %.1f readings/s (%llu in %.1f s)\n", c.what.c_str(), rate,
                 static_cast<unsigned long long>(n), s);
     std::printf("continuous reading of %s to its %.0f readings/s target ratio = %.2f\n", c.what.c_str(), c.target,
                 rate / c.target);
     if (!ok)
-        std::printf("# trace: %s: the graph shows %zu points, %zu expected\n", c.what.c_str(),
-                    form->graph()->pointCount(1), c.points);
+        std::printf("# trace: %s: the graph shows %zu and %zu points, %zu expected\n", c.what.c_str(),
+                    form->graph()->pointCount(1), form->graph()->pointCount(2), c.points);
     std::fflush(stdout);
     delete form;
     qv::app::setHost(&previous);
@@ -237,16 +239,17 @@ bool benchTrace() {
     memoryFigure(10000000);
     replotFigures(1000000, 15, 10);
     replotFigures(10000000, 7, 100);
-    bool ok = continuousFigure({"a 10001-point trace", "TKD", {"--points", "10001"}, {}, 10001, 100, {}}, 3);
+    bool ok = continuousFigure({"a 10001-point trace", "TKD", {"--points", "10001"}, {}, 10001, false, 100, {}}, 3);
     // The network analyzer's Smith chart trace: 1,001 complex points.
-    ok = continuousFigure({"a 1001-point complex trace", "KDC", {}, {"SYST:SIM:POIN 1001"}, 1001, 100,
+    ok = continuousFigure({"a 1001-point complex trace", "KDC", {}, {"SYST:SIM:POIN 1001"}, 1001, true, 100,
                            [](qv::ui::TraceForm& f) {
                                f.traceList().select(1);
                                qv::trace::traceChosen("KDC", 1, f.traceList());
                            }},
                           3) &&
          ok;
-    ok = continuousFigure({"a 1000000-point scope waveform", "MYI", {}, {"ACQ:POIN 1000000"}, 1000000, 10, {}}, 5) &&
+    ok = continuousFigure({"a 1000000-point scope waveform", "MYI", {}, {"ACQ:POIN 1000000"}, 1000000, false, 10, {}},
+                          5) &&
          ok;
     return ok;
 }
