@@ -169,12 +169,14 @@ bool VIF::ReadStringLong(const std::string& command, std::string& answer, long c
     if (s >= 0 && chunkSize > 0) {
         std::string whole, buf;
         uint32_t n = 0;
-        VIFviRead(ViSession(Session), buf, uint32_t(chunkSize), n);
+        ViStatus r = VIFviRead(ViSession(Session), buf, uint32_t(chunkSize), n);
         whole.append(buf, 0, n);
-        // A full buffer may mean more is waiting; the read after an answer
-        // that fills the buffer exactly runs into the time-out and ends it.
-        while (n == uint32_t(chunkSize) && whole.size() < kMaxLongAnswer) {
-            VIFviRead(ViSession(Session), buf, uint32_t(chunkSize), n);
+        // A full buffer means more may be waiting, unless the read saw the
+        // answer's end: a text that fills its last chunk exactly (fixed-width
+        // number lists do, every time) is whole without a read that waits
+        // for the time-out.
+        while (n == uint32_t(chunkSize) && r == VI_SUCCESS_MAX_CNT && whole.size() < kMaxLongAnswer) {
+            r = VIFviRead(ViSession(Session), buf, uint32_t(chunkSize), n);
             whole.append(buf, 0, n);
         }
         answer = whole;
