@@ -69,48 +69,67 @@ double delayFor(SParameter p) {
 
 bool through(SParameter p) { return p == SParameter::S21 || p == SParameter::S12; }
 
-// The phase without noise and leakage, continuous over frequency: what the
-// unwrapped phase follows.
-double smoothPhase(SParameter p, double hz) {
-    const Prototype& q = prototype();
-    double omega = prototypeOmega(hz);
-    double phase = -2 * kPi * std::max(hz, 1.0) * delayFor(p);
-    for (int i = 0; i < kOrder; ++i) {
-        phase -= std::arg(std::complex<double>(0, omega) - q.poles[i]);
-        if (!through(p)) phase += std::arg(std::complex<double>(1e-12, omega - q.zeros[i]));
-    }
-    return phase;
-}
-
 class NetworkValues final : public ValueSource {
 public:
     NetworkValues(const NetworkChannel& ch, const NetworkTrace& t, bool complexPairs)
         : channel_(ch), parameter_(t.parameter), format_(t.format),
-          perPoint_(complexPairs || pairFormat(t.format) ? 2 : 1), complex_(complexPairs) {}
+          perPoint_(complexPairs || pairFormat(t.format) ? 2 : 1), complex_(complexPairs) {
+        if (!complex_ && format_ == NetworkFormat::UnwrappedPhase) keepTurns();
+    }
     uint64_t count() const override { return uint64_t(channel_.points) * perPoint_; }
     void values(uint64_t first, size_t n, float* out) const override {
+        if (!turns_.empty()) return unwrapped(first, n, out);
         uint64_t cached = UINT64_MAX;
         std::complex<double> s;
-        double hz = 0;
         for (size_t i = 0; i < n; ++i) {
             uint64_t point = (first + i) / perPoint_;
             int part = int((first + i) % perPoint_);
             if (point != cached) {
-                hz = stimulusHz(channel_, point);
-                s = sParameterAt(parameter_, hz, point);
+                s = at(point);
                 cached = point;
             }
-            double v = complex_ ? (part ? s.imag() : s.real()) : formattedValue(parameter_, format_, hz, s, part);
-            out[i] = float(v);
+            out[i] = float(complex_ ? (part ? s.imag() : s.real()) : formattedValue(format_, s, part));
         }
     }
 
 private:
+    std::complex<double> at(uint64_t point) const {
+        return sParameterAt(parameter_, stimulusHz(channel_, point), point);
+    }
+
+    // Unwrapping needs the phase of every point before: walked once here,
+    // keeping the unwrapped phase every kValueRun points, so a run starts
+    // from the nearest of those.
+    void keepTurns() {
+        double unwrapped = 0, previous = 0;
+        for (uint64_t p = 0; p < channel_.points; ++p) {
+            double a = std::arg(at(p));
+            unwrapped = p ? unwrapped + std::remainder(a - previous, 2 * kPi) : a;
+            previous = a;
+            if (p % kValueRun == 0) turns_.push_back(unwrapped);
+        }
+    }
+    void unwrapped(uint64_t first, size_t n, float* out) const {
+        uint64_t p = first / kValueRun * kValueRun;
+        double u = turns_[size_t(p / kValueRun)];
+        double previous = std::arg(at(p));
+        for (;; ++p) {
+            if (p > first / kValueRun * kValueRun) {
+                double a = std::arg(at(p));
+                u += std::remainder(a - previous, 2 * kPi);
+                previous = a;
+            }
+            if (p >= first) out[p - first] = float(u * kDeg);
+            if (p + 1 >= first + n) return;
+        }
+    }
+
     NetworkChannel channel_;
     SParameter parameter_;
     NetworkFormat format_;
     uint32_t perPoint_;
     bool complex_;
+    std::vector<double> turns_;
 };
 
 class StimulusValues final : public ValueSource {
@@ -261,11 +280,12 @@ std::complex<double> sParameterAt(SParameter p, double hz, uint64_t index) {
     return v;
 }
 
-double formattedValue(SParameter p, NetworkFormat f, double hz, std::complex<double> s, int part) {
+double formattedValue(NetworkFormat f, std::complex<double> s, int part) {
     double magnitude = std::abs(s);
     switch (f) {
     case NetworkFormat::Mlog: return 20 * std::log10(std::max(magnitude, 1e-15));
-    case NetworkFormat::Phase: return std::arg(s) * kDeg;
+    case NetworkFormat::Phase:
+    case NetworkFormat::UnwrappedPhase: return std::arg(s) * kDeg;
     case NetworkFormat::Smith:
     case NetworkFormat::Polar: return part ? s.imag() : s.real();
     case NetworkFormat::Real: return s.real();
@@ -274,10 +294,6 @@ double formattedValue(SParameter p, NetworkFormat f, double hz, std::complex<dou
     case NetworkFormat::Swr: {
         double m = std::min(magnitude, 0.999);
         return (1 + m) / (1 - m);
-    }
-    case NetworkFormat::UnwrappedPhase: {
-        double smooth = smoothPhase(p, hz);
-        return (smooth + std::remainder(std::arg(s) - smooth, 2 * kPi)) * kDeg;
     }
     }
     return 0;

@@ -72,8 +72,9 @@ struct NetworkSetup {
 // The filter as a port of the analyzer sees it at `hz`; `index` seeds the
 // measurement noise.
 std::complex<double> sParameterAt(SParameter p, double hz, uint64_t index);
-// One displayed value (or, for pairs, part 0 real, 1 imaginary).
-double formattedValue(SParameter p, NetworkFormat f, double hz, std::complex<double> s, int part);
+// One displayed value (or, for pairs, part 0 real, 1 imaginary); the
+// unwrapped phase needs the sweep and gives the wrapped one here.
+double formattedValue(NetworkFormat f, std::complex<double> s, int part);
 
 // The channel's stimulus in Hz, one value a point, linear from start to stop.
 double stimulusHz(const NetworkChannel& ch, uint64_t point);

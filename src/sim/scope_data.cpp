@@ -57,7 +57,9 @@ double spectrumMw(int channel, double hz, double resolutionHz) {
     long nearest = std::lround(hz / f0);
     for (long k = std::max(1L, nearest - 1); k <= nearest + 1; ++k) {
         double d = (hz - double(k) * f0) / resolutionHz;
-        if (d * d < 200) mw += milliwatts(harmonicVolts(channel, int(std::min(k, 1L << 20)))) * std::exp(-0.5 * d * d);
+        double volts = harmonicVolts(channel, int(std::min(k, 1L << 20)));
+        // Past seven widths a line is far below the floor.
+        if (volts != 0 && d * d < 50) mw += milliwatts(volts) * std::exp(-0.5 * d * d);
     }
     return mw;
 }
@@ -123,7 +125,7 @@ private:
             double mw = kFloorMw * (1 + 0.8 * indexNoise(20, i));
             mw += spectrumMw(e_.left, hz, 1 / record);
             if (e_.op) mw += spectrumMw(e_.right, hz, 1 / record);
-            return 10 * std::log10(mw);
+            return 10 * double(std::log10(float(mw)));
         }
         double t = sampleTime(x0_, x1_, points_, i, spacing_);
         double a = channelVolts(e_.left, t, i);
@@ -200,10 +202,16 @@ void ScopeSetup::reset() {
     points = keep;
 }
 
+// Phases are reduced to one period in double precision, so that single
+// precision sines (plenty for float samples, and twice as fast) stay exact
+// however far the time base reaches.
 double channelVolts(int channel, double t, uint64_t index) {
     double noise = kNoiseV * (indexNoise(uint64_t(channel), index) + indexNoise(uint64_t(channel) + 4, index));
     switch (channel) {
-    case 1: return kSineV * std::sin(2 * kPi * kSineHz * t) + noise;
+    case 1: {
+        double cycles = kSineHz * t;
+        return kSineV * double(std::sin(float(2 * kPi * (cycles - std::floor(cycles))))) + noise;
+    }
     case 2: {
         double phase = kSquareHz * t - std::floor(kSquareHz * t);
         return (phase < 0.5 ? kSquareV : -kSquareV) + noise;
@@ -214,7 +222,12 @@ double channelVolts(int channel, double t, uint64_t index) {
     }
     case 4: {
         double since = t - kRingPeriodS * std::floor(t / kRingPeriodS);
-        return kRingV * std::exp(-since / kRingDecayS) * std::sin(2 * kPi * kRingHz * since) + noise;
+        // Twelve decay times on, the ringing is far below the noise.
+        if (since > 12 * kRingDecayS) return noise;
+        double cycles = kRingHz * since;
+        return kRingV * double(std::exp(float(-since / kRingDecayS)) *
+                               std::sin(float(2 * kPi * (cycles - std::floor(cycles))))) +
+               noise;
     }
     }
     return noise;

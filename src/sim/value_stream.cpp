@@ -106,12 +106,16 @@ void writeNr3(double v, char* out) {
     uint64_t mantissa = 0;  // seven digits
     if (a >= pow10[0] * 0.99999995) {
         if (a >= 9.9999995e59) a = 9.999999e59;
-        // log10(2) estimate of the exponent, then corrected against the table.
-        e = int(std::floor(double(std::ilogb(a)) * 0.30102999566398120));
+        // log10(2) estimate of the exponent from the binary one, then
+        // corrected against the table.
+        uint64_t bits;
+        std::memcpy(&bits, &a, 8);
+        int binary = int((bits >> 52) & 0x7FF) - 1023;
+        e = int(std::floor(double(binary) * 0.30102999566398120));
         e = std::clamp(e, kMinExp, kMaxExp);
         while (e < kMaxExp && a >= pow10[size_t(e + 1 - kMinExp)]) ++e;
         while (e > kMinExp && a < pow10[size_t(e - kMinExp)]) --e;
-        mantissa = uint64_t(std::llround(a / pow10[size_t(e - kMinExp)] * 1e6));
+        mantissa = uint64_t(a / pow10[size_t(e - kMinExp)] * 1e6 + 0.5);
         if (mantissa >= 10'000'000) {  // rounded up to the next power of ten
             mantissa /= 10;
             ++e;

@@ -224,6 +224,27 @@ TEST_F(Running, Vxi11DelayedAnswerTimesOutThenArrives) {
     EXPECT_TRUE(sim.instrument(0)->errorQueue().empty());  // waiting for a late answer is no -420
 }
 
+// A query the network analyzer refuses (a channel it does not have)
+// leaves nothing to read: the read times out and the next answer is clean.
+TEST_F(Running, Vxi11RefusedQueryLeavesNothingToRead) {
+    Vxi11Client v(sim.vxi11Port(1));
+    int32_t lid = 0;
+    ASSERT_EQ(v.createLink("inst1", lid), 0);
+    ASSERT_EQ(v.write(lid, "CALC3:PAR:CAT?\n"), 0);
+    std::string data;
+    uint32_t reason = 0;
+    EXPECT_EQ(v.read(lid, 1000, 100, data, reason), qv::vxi11::kIoTimeout);
+    EXPECT_EQ(data, "");
+    ASSERT_EQ(v.write(lid, "CALC1:PAR:CAT?\n"), 0);
+    EXPECT_EQ(v.read(lid, 1000, 1000, data, reason), 0);
+    EXPECT_EQ(data, "'Trc1,S21,Trc2,S11'\n");
+    // The read with nothing to answer counts as unterminated, as it would anyway.
+    auto errors = sim.instrument(1)->errorQueue();
+    ASSERT_EQ(errors.size(), 2u);
+    EXPECT_EQ(errors[0].code, -114);
+    EXPECT_EQ(errors[1].code, -420);
+}
+
 TEST_F(Running, Vxi11DropFaultClosesTheConnection) {
     Vxi11Client v(sim.vxi11Port(0));
     int32_t lid = 0;
