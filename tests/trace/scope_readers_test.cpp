@@ -164,7 +164,7 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenCase{"BinaryWithoutHeader", "MYI", {}, {"--fault", "silent@CHAN:WAV:DATA:HEAD?"}, "no waveform header"},
         BrokenCase{"TextWithoutHeader", "MYE", {}, {"--fault", "silent@CHAN:DATA:HEAD?"}, "no waveform header"},
         // The header announces 10000 points; no data came.
-        BrokenCase{"TextWithoutData", "MYE", {}, {"--fault", "silent@CHAN:DATA?"}, "only 1 value came"},
+        BrokenCase{"TextWithoutData", "MYE", {}, {"--fault", "silent@CHAN:DATA?"}, "no values came"},
         BrokenCase{"BinaryOnePoint", "MYI", {"ACQ:POIN 1"}, {}, "one point"}),
     [](const auto& info) { return std::string(info.param.name); });
 
