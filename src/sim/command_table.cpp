@@ -172,7 +172,8 @@ const CommandTable& commandTable() {
     static const CommandTable table = [] {
         std::vector<CommandDef> all;
         for (auto group : {commonCommands(), systemCommands(), massMemoryCommands(), measurementCommands(),
-                           hardcopyCommands(), serviceCommands(), correctionCommands(), tableCommands(), traceCommands()})
+                           hardcopyCommands(), serviceCommands(), correctionCommands(), tableCommands(), traceCommands(),
+                           networkCommands(), scopeCommands()})
             all.insert(all.end(), group.begin(), group.end());
         return CommandTable(all);
     }();

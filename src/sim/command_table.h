@@ -66,6 +66,8 @@ std::vector<CommandDef> serviceCommands();
 std::vector<CommandDef> correctionCommands();
 std::vector<CommandDef> tableCommands();
 std::vector<CommandDef> traceCommands();
+std::vector<CommandDef> networkCommands();
+std::vector<CommandDef> scopeCommands();
 
 // Parses a pattern ("[SENSe:]FREQuency:CENTer") into nodes; false if malformed.
 bool parsePattern(std::string_view pattern, Command& out);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "command_table.h"
+#include "commands_network.h"
 #include "instrument.h"
 #include "scpi_errors.h"
 #include "trace_data.h"
@@ -19,6 +20,7 @@ constexpr int kMaxTrace = 6;
 void instSet(CommandContext& c) {
     std::string w;
     if (!c.expectParams(1, 1) || !c.wordParam(0, w)) return;
+    if (networkChannelWord(c, w)) return;
     for (const auto& m : c.instrument.profile().modes)
         if (m == w) {
             c.state.mode = m;
@@ -28,6 +30,7 @@ void instSet(CommandContext& c) {
 }
 
 void instQuery(CommandContext& c) {
+    if (networkModeQuery(c)) return;
     if (c.expectParams(0, 0)) c.out.append(c.state.mode);
 }
 
@@ -128,7 +131,7 @@ TraceCurve curveFor(const CommandContext& c, int trace) {
 }
 
 void traceQuery(CommandContext& c) {
-    if (!c.expectParams(0, 1)) return;
+    if (networkTraceQuery(c) || !c.expectParams(0, 1)) return;
     int trace = c.suffix(0);
     if (c.paramCount() == 1) {
         std::string w;
@@ -189,29 +192,46 @@ void setWindow(Instrument::State& s, int64_t center, int64_t span) {
     s.stopHz = s.startHz + span;
 }
 void centerSet(CommandContext& c) {
+    if (networkServed(c)) return networkSweep(c, SweepItem::Center, false);
     int64_t v = 0;
     if (hzParam(c, v, Instrument::kDefaultCenterHz)) setWindow(c.state, v, c.state.spanHz());
 }
 void spanSet(CommandContext& c) {
+    if (networkServed(c)) return networkSweep(c, SweepItem::Span, false);
     int64_t v = 0;
     if (hzParam(c, v, Instrument::kDefaultSpanHz)) setWindow(c.state, c.state.centerHz(), v);
 }
 void startSet(CommandContext& c) {
+    if (networkServed(c)) return networkSweep(c, SweepItem::Start, false);
     int64_t v = 0;
     if (!hzParam(c, v, Instrument::State{}.startHz)) return;
     c.state.startHz = v;
     c.state.stopHz = std::max(c.state.stopHz, v);
 }
 void stopSet(CommandContext& c) {
+    if (networkServed(c)) return networkSweep(c, SweepItem::Stop, false);
     int64_t v = 0;
     if (!hzParam(c, v, Instrument::State{}.stopHz)) return;
     c.state.stopHz = v;
     c.state.startHz = std::min(c.state.startHz, v);
 }
-void centerQuery(CommandContext& c) { queryHz(c, c.state.centerHz()); }
-void spanQuery(CommandContext& c) { queryHz(c, c.state.spanHz()); }
-void startQuery(CommandContext& c) { queryHz(c, c.state.startHz); }
-void stopQuery(CommandContext& c) { queryHz(c, c.state.stopHz); }
+// A network analyzer keeps a sweep per channel (SENS<ch>); the others one.
+void centerQuery(CommandContext& c) {
+    if (networkServed(c)) return networkSweep(c, SweepItem::Center, true);
+    queryHz(c, c.state.centerHz());
+}
+void spanQuery(CommandContext& c) {
+    if (networkServed(c)) return networkSweep(c, SweepItem::Span, true);
+    queryHz(c, c.state.spanHz());
+}
+void startQuery(CommandContext& c) {
+    if (networkServed(c)) return networkSweep(c, SweepItem::Start, true);
+    queryHz(c, c.state.startHz);
+}
+void stopQuery(CommandContext& c) {
+    if (networkServed(c)) return networkSweep(c, SweepItem::Stop, true);
+    queryHz(c, c.state.stopHz);
+}
 
 bool sweepTimeFamily(CommandContext& c) {
     if (c.instrument.profile().analyzer || c.instrument.profile().audio) return true;
@@ -238,11 +258,13 @@ void sweepTimeQuery(CommandContext& c) {
 
 // The sweep's point count is the simulator's trace length by another name.
 void sweepPointsSet(CommandContext& c) {
+    if (networkServed(c)) return networkSweep(c, SweepItem::Points, false);
     int64_t v = 0;
     if (c.expectParams(1, 1) && c.integerParam(0, v, 1, Instrument::kMaxPoints, 1001)) c.state.points = uint32_t(v);
 }
 
 void sweepPointsQuery(CommandContext& c) {
+    if (networkServed(c)) return networkSweep(c, SweepItem::Points, true);
     if (c.expectParams(0, 0)) c.out.append(std::to_string(c.state.points));
 }
 
@@ -258,12 +280,12 @@ std::vector<CommandDef> measurementCommands() {
         {"INSTrument[:SELect]", instSet, instQuery},
         {"INITiate[:IMMediate]", initiate, nullptr},
         {"FORMat[:DATA]", formatSet, formatQuery},
-        {"[SENSe]:FREQuency:CENTer", centerSet, centerQuery},
-        {"[SENSe]:FREQuency:SPAN", spanSet, spanQuery},
-        {"[SENSe]:FREQuency:STARt", startSet, startQuery},
-        {"[SENSe]:FREQuency:STOP", stopSet, stopQuery},
+        {"[SENSe#32]:FREQuency:CENTer", centerSet, centerQuery},
+        {"[SENSe#32]:FREQuency:SPAN", spanSet, spanQuery},
+        {"[SENSe#32]:FREQuency:STARt", startSet, startQuery},
+        {"[SENSe#32]:FREQuency:STOP", stopSet, stopQuery},
         {"[SENSe]:SWEep:TIME", sweepTimeSet, sweepTimeQuery},
-        {"[SENSe]:SWEep:POINts", sweepPointsSet, sweepPointsQuery},
+        {"[SENSe#32]:SWEep:POINts", sweepPointsSet, sweepPointsQuery},
         {"TRACe#16[:DATA]", nullptr, traceQuery},
         {"[SENSe]:ADEMod:FM[:TDOMain]:RESult", nullptr, fmResultQuery},
     };

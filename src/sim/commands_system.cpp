@@ -1,6 +1,7 @@
 // SYSTem subsystem, including the simulator's own control commands.
 #include <time.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "command_table.h"
@@ -85,9 +86,14 @@ void simError(CommandContext& c) {
     c.instrument.pushErrorLocked(int(code), text);
 }
 
+// The analyzers' trace length; network analyzer channels and scope records
+// follow it as far as they reach.
 void pointsSet(CommandContext& c) {
     int64_t v = 0;
-    if (c.expectParams(1, 1) && c.integerParam(0, v, 1, Instrument::kMaxPoints, 1001)) c.state.points = uint32_t(v);
+    if (!c.expectParams(1, 1) || !c.integerParam(0, v, 1, Instrument::kMaxPoints, 1001)) return;
+    c.state.points = uint32_t(v);
+    c.state.network.setAllPoints(uint32_t(std::min<int64_t>(v, NetworkSetup::kMaxPoints)));
+    c.state.scope.points = uint32_t(std::min<int64_t>(v, ScopeSetup::kMaxPoints));
 }
 
 void pointsQuery(CommandContext& c) {

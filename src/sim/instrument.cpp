@@ -81,6 +81,7 @@ std::unique_ptr<Instrument> Instrument::create(const InstrumentOptions& options,
     inst->state_.signedErrors = options.signedErrors;
     inst->state_.mode = profile->modes.empty() ? "SAN" : profile->modes.front();
     inst->state_.hardcopy.language = profile->hardcopyFormat;
+    inst->state_.network.reset(profile->fixedNetworkChannels);
     for (const auto& text : options.faults) {
         Fault f;
         if (!parseFault(text, f, error)) return nullptr;
@@ -135,6 +136,9 @@ void Instrument::resetLocked() {
     // Correction tables are stored data and survive; applying one is a setting.
     state_.correction.on = false;
     state_.demodulationFormat = "QPSK";
+    // Channels, traces and math as after power-on; lengths are the simulator's.
+    state_.network.reset(profile_->fixedNetworkChannels);
+    state_.scope.reset();
     sandbox_.reset();
 }
 

@@ -20,9 +20,11 @@
 #include "faults.h"
 #include "message_log.h"
 #include "message_splitter.h"
+#include "network_data.h"
 #include "profiles.h"
 #include "response.h"
 #include "sandbox.h"
+#include "scope_data.h"
 #include "scpi_parser.h"
 #include "trace_data.h"
 
@@ -130,6 +132,10 @@ public:
         std::string audioUnit = "V";
         double audioStartHz = kDefaultAudioStartHz;
         double audioStopHz = kDefaultAudioStopHz;
+        // A network analyzer's channels and traces (also a signal analyzer's
+        // in its NWA mode), an oscilloscope's time base, channels and math.
+        NetworkSetup network;
+        ScopeSetup scope;
         std::vector<Fault> faults;
         bool remote = false;
         int32_t lockOwner = 0;

@@ -137,6 +137,9 @@ void addScreens(std::vector<Profile>& profiles) {
         p.analyzer = std::find(p.modes.begin(), p.modes.end(), "ADEM") != p.modes.end();
         p.extraTracePoint = p.tag == "TKG";
         p.audio = p.tag == "DOF" || p.tag == "DOC";
+        p.fixedNetworkChannels = p.tag == "KDM";
+        if (p.tag == "MYI" || p.tag == "MYK") p.scope = Profile::Scope::BinaryWaveforms;
+        if (p.tag == "MYE") p.scope = Profile::Scope::TextWaveforms;
         // Where these firmwares put their screen shots.
         if (p.tag == "TKG") p.folders = {"/Public/Screen Shots"};
         if (p.tag == "MYE") p.folders = {"/INT/DATA"};

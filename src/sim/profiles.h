@@ -19,6 +19,13 @@ struct Profile {
     std::string startDirectory;      // initial MMEM:CDIR, e.g. "D:\" or "/hdd"
     std::vector<std::string> modes;  // INST:SEL words; the first is the default
     bool networkAnalyzer = false;
+    // The older network analyzer: four fixed channels of one unnamed trace
+    // each, the active channel as its mode word (INST:SEL? CHANNEL1).
+    bool fixedNetworkChannels = false;
+    // An oscilloscope, and how it answers waveforms: in the data format
+    // with CHAN<n>:WAV1:DATA, or always as text with CHAN<n>:DATA.
+    enum class Scope { None, BinaryWaveforms, TextWaveforms };
+    Scope scope = Scope::None;
     // Calibration results, hardware info and self-test results
     // (CAL:RES?, DIAG:SERV:HWIN?, DIAG:SERV:STES:RES?).
     bool analyzerUtilities = false;

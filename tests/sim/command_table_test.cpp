@@ -87,7 +87,8 @@ TEST(Patterns, EveryRowOfTheInstrumentTableParses) {
                   qv::sim::massMemoryCommands().size() + qv::sim::measurementCommands().size() +
                   qv::sim::hardcopyCommands().size() + qv::sim::serviceCommands().size() +
                   qv::sim::correctionCommands().size() + qv::sim::tableCommands().size() +
-                  qv::sim::traceCommands().size();
+                  qv::sim::traceCommands().size() + qv::sim::networkCommands().size() +
+                  qv::sim::scopeCommands().size();
     EXPECT_EQ(qv::sim::commandTable().commands().size(), rows);
 }
 
