@@ -118,7 +118,9 @@ bool readMyeTrace(ReadContext& ctx) {
     WaveHeader h;
     if (!parseWaveHeader(header, 4, h, ctx.failure)) return false;
     size_t n = 0;
-    if (!headerPointCount(h, fieldCount(data), n, ctx.failure)) return false;
+    // An empty answer holds no values, not one empty one.
+    const size_t available = data.find_first_not_of(" \t\r\n") == std::string::npos ? 0 : fieldCount(data);
+    if (!headerPointCount(h, available, n, ctx.failure)) return false;
     if (headerHasNoAxis(h)) return false;
     // The step divides by the count itself: the last point lies one step
     // before the header's last x.

@@ -2,8 +2,8 @@
 
 #include "app/numeric.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace qv::trace {
 
@@ -24,13 +24,7 @@ std::string countText(double n) {
 
 }  // namespace
 
-size_t fieldCount(std::string_view text) {
-    size_t n = 1;
-    for (const char* p = text.data(), *end = p + text.size();
-         (p = static_cast<const char*>(std::memchr(p, ',', size_t(end - p)))) != nullptr; ++p)
-        ++n;
-    return n;
-}
+size_t fieldCount(std::string_view text) { return size_t(std::count(text.begin(), text.end(), ',')) + 1; }
 
 bool parseWaveHeader(std::string_view text, size_t needed, WaveHeader& header, std::string& failure) {
     header = WaveHeader{};
@@ -69,9 +63,10 @@ bool headerPointCount(const WaveHeader& h, size_t available, size_t& points, std
         return false;
     }
     if (n > double(available)) {
-        failure = "The oscilloscope's waveform header announces " + countText(n) + " points, but only " +
-                  std::to_string(available) + (available == 1 ? " value" : " values") +
-                  " came; the waveform is incomplete";
+        failure = "The oscilloscope's waveform header announces " + countText(n) + " points, but " +
+                  (available == 0 ? std::string("no values came")
+                                  : "only " + std::to_string(available) + (available == 1 ? " value" : " values") +
+                                        " came; the waveform is incomplete");
         return false;
     }
     points = size_t(n);

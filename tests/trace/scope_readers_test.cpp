@@ -69,6 +69,9 @@ TEST_P(ScopeReaderTest, SendsItsCommandsAndPlotsWhatCameBack) {
     const ScopeCase& c = GetParam();
     qvtest::ScriptedHost host;
     Rig rig(c.family, c.setup);
+    // A text answer that fills its last 1000-byte chunk exactly ends with
+    // the time-out of one more read; keep that short.
+    rig.state.prepareVif = [](qv::io::VIF& v) { v.TimeOut(500); };
     qv::trace::shared().SelectedChannel = int16_t(c.source);
     rig.read();
     EXPECT_TRUE(host.messageTexts().empty()) << host.messageTexts().front();
@@ -103,6 +106,7 @@ TEST(ScopeReader, BothFamiliesCarryTheSameSine) {
         SCOPED_TRACE(family);
         qvtest::ScriptedHost host;
         Rig rig(family, {});
+        rig.state.prepareVif = [](qv::io::VIF& v) { v.TimeOut(500); };
         qv::trace::shared().SelectedChannel = 0;
         rig.read();
         ASSERT_EQ(rig.window.plots.size(), 1u);
@@ -164,7 +168,7 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenCase{"BinaryWithoutHeader", "MYI", {}, {"--fault", "silent@CHAN:WAV:DATA:HEAD?"}, "no waveform header"},
         BrokenCase{"TextWithoutHeader", "MYE", {}, {"--fault", "silent@CHAN:DATA:HEAD?"}, "no waveform header"},
         // The header announces 10000 points; no data came.
-        BrokenCase{"TextWithoutData", "MYE", {}, {"--fault", "silent@CHAN:DATA?"}, "only 1 value came"},
+        BrokenCase{"TextWithoutData", "MYE", {}, {"--fault", "silent@CHAN:DATA?"}, "no values came"},
         BrokenCase{"BinaryOnePoint", "MYI", {"ACQ:POIN 1"}, {}, "one point"}),
     [](const auto& info) { return std::string(info.param.name); });
 

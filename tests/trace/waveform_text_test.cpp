@@ -72,7 +72,7 @@ TEST_P(PointCountTest, IsAWholeNumberWithinWhatCame) {
 constexpr double kInf = std::numeric_limits<double>::infinity();
 INSTANTIATE_TEST_SUITE_P(Headers, PointCountTest,
                          ::testing::Values(CountCase{1000, 2, 2000, true, 2000}, CountCase{1000, 2, 5000, true, 2000},
-                                           CountCase{1000, 2, 1999, false, 0}, CountCase{0, 1, 10, false, 0},
+                                           CountCase{1000, 2, 1999, false, 0}, CountCase{1, 1, 0, false, 0}, CountCase{0, 1, 10, false, 0},
                                            CountCase{-4, 1, 10, false, 0}, CountCase{2.5, 1, 10, false, 0},
                                            CountCase{1e300, 1e300, 10, false, 0}, CountCase{kInf, 0, 10, false, 0},
                                            CountCase{1e8, 1, size_t(2e8), false, 0}));
