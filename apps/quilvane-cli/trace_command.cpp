@@ -143,6 +143,13 @@ int cmdTrace(const Options& o) {
     const bool named = state.instrumentMode == "NWA";
     trace::Selector& channels = window.channelList();
     trace::Selector& traces = window.traceList();
+    if (d.fixed == &trace::kOldNetworkReader) {
+        // Its reader lists the four fixed channels before it reads; the
+        // window's user picks among those, so the command line does too.
+        channels.clear();
+        for (int i = 1; i <= 4; ++i) channels.add("CHANNEL" + std::to_string(i));
+        channels.select(0);
+    }
     if (!channelText.empty()) {
         if (named || d.networkChannels || d.mathChannels) {
             const int index = findItem(channels, channelText);

@@ -271,6 +271,26 @@ TEST(TraceCommandSelectors, ListsAndChoosesAsTheSelectorsDo) {
     EXPECT_NE(r.output.find("trace 2 does not exist; channel 2 has traces Trc3"), std::string::npos) << r.output;
 }
 
+// The older network analyzer's four fixed channels, whatever the settings
+// list for its model: the instrument selects the channel, the reader reads it.
+TEST(TraceCommandSelectors, OldNetworkAnalyzerReadsTheFixedChannelChosen) {
+    SelectorRig rig("KDM", {"SYST:SIM:POIN 21"});
+    const std::string res = rig.sim.socketResource();
+    for (const char* pick : {"3", "channel3"}) {
+        rig.mark();
+        const qvtest::CommandResult r = qvtest::runCommand("LC_ALL=C " + cli() + "trace " + res + " --channel " + pick);
+        ASSERT_EQ(r.exitCode, 0) << pick << ": " << r.output;
+        const Items sent = rig.commands();
+        const auto select = std::find(sent.begin(), sent.end(), "INST:SEL CHANNEL3");
+        ASSERT_NE(select, sent.end()) << pick;
+        EXPECT_NE(std::find(select, sent.end(), "TRAC? CH3DATA"), sent.end()) << pick;
+        EXPECT_EQ(std::count(r.output.begin(), r.output.end(), '\n'), 21) << r.output;
+    }
+    const qvtest::CommandResult r = qvtest::runCommand(cli() + "trace " + res + " --channel 5");
+    EXPECT_EQ(r.exitCode, 2);
+    EXPECT_NE(r.output.find("CHANNEL1, CHANNEL2, CHANNEL3, CHANNEL4"), std::string::npos) << r.output;
+}
+
 TEST(TraceCommandSelectors, ScopeMathSourceByNameOrPosition) {
     SelectorRig rig("MYI", {"ACQ:POIN 1000"});
     const std::string res = rig.sim.socketResource();
