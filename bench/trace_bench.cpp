@@ -21,11 +21,14 @@
 #include <QApplication>
 #include <QTimer>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -109,6 +112,36 @@ void replotFigures(size_t n, int rounds, double targetMs) {
     std::printf("%s, trace graph = %.1f ms\n", name.c_str(), ours);
     std::printf("%s graph to bare ratio = %.2f\n", name.c_str(), bare > 0 ? ours / bare : 0);
     std::printf("%s to its %.0f ms target ratio = %.2f\n", name.c_str(), targetMs, ours / targetMs);
+    std::fflush(stdout);
+}
+
+// The trace text of a 1,000,000-point trace saved, next to the same
+// numbers written by printf's shortest round-trip form.
+void saveFigure(size_t n) {
+    std::vector<double> x, y;
+    spectrum(n, x, y);
+    qv::trace::TraceData d;
+    d.set(qv::trace::makeValues(x), qv::trace::makeValues(y));
+    const std::string dir = "/tmp/quilvane-bench-save-" + std::to_string(::getpid());
+    std::filesystem::create_directories(dir);
+    const std::string ours = dir + "/trace.txt", plain = dir + "/plain.txt";
+    std::string why;
+    auto t0 = Clock::now();
+    const bool saved = qv::trace::SaveTraceText(ours, d, '.', false, why);
+    const double oursMs = msSince(t0);
+    t0 = Clock::now();
+    if (FILE* f = std::fopen(plain.c_str(), "w")) {
+        for (size_t k = 0; k < n; ++k) std::fprintf(f, "%.15g; %.15g\r\n", x[k], y[k]);
+        std::fclose(f);
+    }
+    const double plainMs = msSince(t0);
+    std::filesystem::remove_all(dir);
+    if (!saved) {
+        std::printf("# trace: the trace text could not be saved: %s\n", why.c_str());
+        return;
+    }
+    std::printf("%zu-point trace text saved = %.0f ms (printf: %.0f ms)\n", n, oursMs, plainMs);
+    std::printf("%zu-point trace text save to printf ratio = %.2f\n", n, plainMs > 0 ? oursMs / plainMs : 0);
     std::fflush(stdout);
 }
 
@@ -239,6 +272,7 @@ bool benchTrace() {
     memoryFigure(10000000);
     replotFigures(1000000, 15, 10);
     replotFigures(10000000, 7, 100);
+    saveFigure(1000000);
     bool ok = continuousFigure({"a 10001-point trace", "TKD", {"--points", "10001"}, {}, 10001, false, 100, {}}, 3);
     // The network analyzer's Smith chart trace: 1,001 complex points.
     ok = continuousFigure({"a 1001-point complex trace", "KDC", {}, {"SYST:SIM:POIN 1001"}, 1001, true, 100,

@@ -79,9 +79,10 @@ bool catalogueHolds(std::string_view answer, std::string_view item) {
     return answer.find(key + ",") != std::string_view::npos || answer.find(key + "'") != std::string_view::npos;
 }
 
+// A read that failed leaves a buffer of blanks behind; ask() makes that an
+// empty answer, which is what the lists test for.
 void fillChannelList(io::VIF& vif, Selector& channels) {
-    std::string answer;
-    vif.ReadString("CONF:CHAN:CAT?", answer, 2048);
+    const std::string answer = detail::ask(vif, "CONF:CHAN:CAT?");
     channels.clear();
     for (const std::string& item : channelCatalogueItems(answer)) channels.add(item);
     channels.select(0);
@@ -89,11 +90,10 @@ void fillChannelList(io::VIF& vif, Selector& channels) {
 }
 
 void fillTraceList(io::VIF& vif, Selector& channels, Selector& traces) {
-    std::string answer;
-    vif.ReadString("CALC" + channels.text() + ":PAR:CAT?", answer, 2048);
+    std::string answer = detail::ask(vif, "CALC" + channels.text() + ":PAR:CAT?");
     if (answer.empty()) {
         fillChannelList(vif, channels);
-        vif.ReadString("CALC" + channels.text() + ":PAR:CAT?", answer, 2048);
+        answer = detail::ask(vif, "CALC" + channels.text() + ":PAR:CAT?");
     }
     traces.clear();
     for (const std::string& name : traceCatalogueNames(answer)) traces.add(name);

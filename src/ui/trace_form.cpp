@@ -562,12 +562,23 @@ void TraceForm::DisplayComplexTrace(const Plot& plot) {
 
 void TraceForm::showTraceSelector(bool visible) {
     cmbTraceName_->setVisible(visible);
-    lblTraceNumber_->setVisible(visible);
+    arrangeCaptions();
 }
 
 void TraceForm::showChannelSelector(bool visible) {
     cmbChannelName_->setVisible(visible);
     lblTraceNo_->setVisible(visible);
+    arrangeCaptions();
+}
+
+void TraceForm::arrangeCaptions() {
+    // The trace list sits where the channel caption stands, so the two never
+    // show together; the caption speaks only when no list names the channel
+    // (the older network analyzer reads with both lists hidden).
+    const bool traces = !cmbTraceName_->isHidden();
+    const bool channels = !cmbChannelName_->isHidden();
+    lblTraceNumber_->setVisible(traces || !channels);
+    lbltraceNumberVal_->setVisible(!traces && !channels);
 }
 
 void TraceForm::setChannelCaption(const std::string& text) { lbltraceNumberVal_->setText(qs(text)); }
@@ -578,7 +589,7 @@ void TraceForm::hideSelectors() {
     cmbChannelName_->setVisible(false);
     cmbTraceName_->setVisible(false);
     lblTraceNo_->setVisible(false);
-    lblTraceNumber_->setVisible(false);
+    arrangeCaptions();
 }
 
 void TraceForm::simulatePulseData() {

@@ -125,6 +125,8 @@ private:
     // Where the selector steps open their VIFs: this window's instrument.
     qv::trace::SelectorTarget selectorTarget() const;
     void showLegend(bool on);
+    // Which of the trace list's caption and the channel caption show.
+    void arrangeCaptions();
     // Step 12 of every plot: Line ticked, Points not.
     void resetPlotTicks();
     void showPlot(const qv::trace::Plot& plot);

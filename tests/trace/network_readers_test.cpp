@@ -183,6 +183,23 @@ TEST(NetworkReader, ADeletedChannelIsReportedAndTheReadingGoesOnWithTheFirst) {
     ASSERT_EQ(rig.window.plots.size(), 1u);
 }
 
+// A channel the instrument does not answer for: the failed question leaves
+// a buffer of blanks, which must count as no answer, so the lists start
+// again from the instrument's first channel instead of listing a blank name.
+TEST(NetworkLists, AChannelWithoutAnAnswerFallsBackToTheFirstChannel) {
+    Rig rig("KDC", {});
+    qv::io::VIF v;
+    ASSERT_TRUE(qv::trace::openOwnVif(v, rig.sim.socketResource(), [](qv::io::VIF& f) { f.TimeOut(300); }, 2000));
+    qv::trace::ListSelector channels, traces;
+    channels.add("1");
+    channels.add("7");
+    ASSERT_TRUE(channels.select(1));
+    qv::trace::fillTraceList(v, channels, traces);
+    EXPECT_EQ(itemsOf(channels), (std::vector<std::string>{"1", "2"}));
+    EXPECT_EQ(itemsOf(traces), (std::vector<std::string>{"Trc1", "Trc2"}));
+    EXPECT_EQ(traces.text(), "Trc1");
+}
+
 // ---- refused reads ----
 
 TEST(NetworkReader, ARefusedDataReadSaysSoThenNoTrace) {

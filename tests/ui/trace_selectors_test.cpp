@@ -105,6 +105,9 @@ TEST(TraceWindowSelectors, NetworkAnalyzerListsItsChannelsAndTracesAndReadsTheCo
     EXPECT_TRUE(rig.box("cmbChannelName")->isVisible());
     EXPECT_TRUE(rig.box("cmbTraceName")->isVisible());
     EXPECT_EQ(w->findChild<QLabel*>("lbltraceNumberVal")->text(), "1");
+    // The trace list stands where the channel caption would.
+    EXPECT_FALSE(w->findChild<QLabel*>("lbltraceNumberVal")->isVisible());
+    EXPECT_TRUE(w->findChild<QLabel*>("lblTraceNumber")->isVisible());
     // The first trace is a magnitude in dB: one plot, no legend.
     EXPECT_EQ(w->graph()->pointCount(1), 201u);
     EXPECT_EQ(w->graph()->axisLabelFormat(1), "k\"Hz\"");
@@ -176,6 +179,9 @@ TEST(TraceWindowSelectors, ScopeChannelThenTheFftMathSource) {
     EXPECT_TRUE(rig.box("cmbChannelName")->isVisible());
     EXPECT_FALSE(rig.box("cmbTraceName")->isVisible());
     EXPECT_FALSE(rig.box("cmbChannelName")->isEditable());
+    // Neither the trace list's caption nor a second channel caption beside the list.
+    EXPECT_FALSE(w->findChild<QLabel*>("lblTraceNumber")->isVisible());
+    EXPECT_FALSE(w->findChild<QLabel*>("lbltraceNumberVal")->isVisible());
     EXPECT_EQ(w->xUnit, "s");
     EXPECT_EQ(w->yUnit, "V");
     EXPECT_EQ(w->graph()->pointCount(1), 10000u);
