@@ -12,27 +12,11 @@
 #include "sim_harness.h"
 
 using qvsimtest::ask;
+using qvsimtest::blockFloats;
 using qvsimtest::Harness;
 using qvsimtest::split;
 
 namespace {
-
-// Values of a REAL,32 block answer; a failure when it is no block.
-std::vector<float> blockFloats(const std::string& a) {
-    if (a.size() < 3 || a[0] != '#' || a[1] < '1' || a[1] > '9') {
-        ADD_FAILURE() << "not a block: " << a.substr(0, 40);
-        return {};
-    }
-    size_t digits = size_t(a[1] - '0');
-    size_t length = std::stoul(a.substr(2, digits));
-    if (a.size() != 2 + digits + length || length % 4) {
-        ADD_FAILURE() << "block of " << length << " in " << a.size() << " bytes";
-        return {};
-    }
-    std::vector<float> out(length / 4);
-    std::memcpy(out.data(), a.data() + 2 + digits, length);  // little-endian host
-    return out;
-}
 
 std::vector<double> textValues(const std::string& a) {
     std::vector<double> out;

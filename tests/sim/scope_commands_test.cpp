@@ -16,26 +16,11 @@
 #include "sim_harness.h"
 
 using qvsimtest::ask;
+using qvsimtest::blockFloats;
 using qvsimtest::Harness;
 using qvsimtest::split;
 
 namespace {
-
-std::vector<float> blockFloats(const std::string& a) {
-    if (a.size() < 3 || a[0] != '#' || a[1] < '1' || a[1] > '9') {
-        ADD_FAILURE() << "not a block: " << a.substr(0, 40);
-        return {};
-    }
-    size_t digits = size_t(a[1] - '0');
-    size_t length = std::stoul(a.substr(2, digits));
-    if (a.size() != 2 + digits + length || length % 4) {
-        ADD_FAILURE() << "block of " << length << " in " << a.size() << " bytes";
-        return {};
-    }
-    std::vector<float> out(length / 4);
-    std::memcpy(out.data(), a.data() + 2 + digits, length);
-    return out;
-}
 
 std::vector<double> numbers(const std::string& a) {
     std::vector<double> out;

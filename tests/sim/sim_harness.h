@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -119,6 +120,23 @@ inline std::vector<std::string> split(const std::string& text, const std::string
         if (next == std::string::npos) return out;
         at = next + sep.size();
     }
+}
+
+// Values of a REAL,32 block answer; a test failure when it is no block.
+inline std::vector<float> blockFloats(const std::string& a) {
+    if (a.size() < 3 || a[0] != '#' || a[1] < '1' || a[1] > '9') {
+        ADD_FAILURE() << "not a block: " << a.substr(0, 40);
+        return {};
+    }
+    size_t digits = size_t(a[1] - '0');
+    size_t length = std::stoul(a.substr(2, digits));
+    if (a.size() != 2 + digits + length || length % 4) {
+        ADD_FAILURE() << "block of " << length << " in " << a.size() << " bytes";
+        return {};
+    }
+    std::vector<float> out(length / 4);
+    std::memcpy(out.data(), a.data() + 2 + digits, length);  // little-endian host
+    return out;
 }
 
 }  // namespace qvsimtest
