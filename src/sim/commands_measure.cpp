@@ -98,14 +98,7 @@ int traceNumber(const std::string& word) {
 }
 
 void answerCurve(CommandContext& c, const TraceCurve& curve) {
-    if (c.state.asciiFormat) {
-        c.emptyAnswer = curve.count == 0;
-        c.out.appendGenerated(makeAsciiTrace(curve));
-    } else {
-        auto gen = makeBinaryTrace(curve);
-        c.out.appendBlockHeader(gen->size());
-        c.out.appendGenerated(gen);
-    }
+    answerValues(c, curveSource(curve), c.state.asciiFormat);
 }
 
 // What a trace of the current mode holds: a spectrum, or with zero span a

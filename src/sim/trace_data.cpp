@@ -17,7 +17,6 @@ uint64_t mix(uint64_t x) {
     return x ^ (x >> 31);
 }
 
-constexpr size_t kAsciiWidth = 13;  // "-8.123456E+01"
 constexpr double kPi = 3.14159265358979323846;
 
 // Uniform noise in [-0.5, 0.5) from (trace, index, stream).
@@ -26,54 +25,13 @@ double noise(int trace, uint32_t index, uint64_t stream = 0) {
     return double(r >> 11) / double(1ull << 53) - 0.5;
 }
 
-// Writes v in the fixed NR3 width; false for a value that has no such form.
-bool nr3(double v, char (&text)[32]) {
-    return std::snprintf(text, sizeof text, "%+.6E", v) == int(kAsciiWidth);
-}
-
-class BinaryTrace final : public Generator {
+// The curve as the long answers stream it.
+class CurveSource final : public ValueSource {
 public:
-    explicit BinaryTrace(const TraceCurve& curve) : curve_(curve) {}
-    uint64_t size() const override { return uint64_t(curve_.count) * 4; }
-    void fill(uint64_t offset, uint8_t* dst, size_t n) const override {
-        while (n > 0) {
-            uint32_t index = uint32_t(offset / 4);
-            size_t within = size_t(offset % 4);
-            float v = curveValue(curve_, index);
-            uint32_t bits;
-            std::memcpy(&bits, &v, 4);
-            uint8_t le[4] = {uint8_t(bits), uint8_t(bits >> 8), uint8_t(bits >> 16), uint8_t(bits >> 24)};
-            size_t take = std::min(n, 4 - within);
-            std::memcpy(dst, le + within, take);
-            dst += take;
-            offset += take;
-            n -= take;
-        }
-    }
-
-private:
-    TraceCurve curve_;
-};
-
-class AsciiTrace final : public Generator {
-public:
-    explicit AsciiTrace(const TraceCurve& curve) : curve_(curve) {}
-    uint64_t size() const override { return curve_.count ? uint64_t(curve_.count) * (kAsciiWidth + 1) - 1 : 0; }
-    void fill(uint64_t offset, uint8_t* dst, size_t n) const override {
-        while (n > 0) {
-            uint32_t index = uint32_t(offset / (kAsciiWidth + 1));
-            size_t within = size_t(offset % (kAsciiWidth + 1));
-            char text[32];
-            if (!nr3(double(curveValue(curve_, index)), text)) {
-                std::memset(text, ' ', kAsciiWidth);  // cannot happen: values are finite floats
-            }
-            text[kAsciiWidth] = ',';
-            size_t take = std::min(n, kAsciiWidth + 1 - within);
-            std::memcpy(dst, text + within, take);
-            dst += take;
-            offset += take;
-            n -= take;
-        }
+    explicit CurveSource(const TraceCurve& curve) : curve_(curve) {}
+    uint64_t count() const override { return curve_.count; }
+    void values(uint64_t first, size_t n, float* out) const override {
+        for (size_t i = 0; i < n; ++i) out[i] = curveValue(curve_, uint32_t(first + i));
     }
 
 private:
@@ -235,25 +193,13 @@ float curveValue(const TraceCurve& c, uint32_t index) {
     return float(v);
 }
 
-std::shared_ptr<const Generator> makeBinaryTrace(const TraceCurve& curve) {
-    return std::make_shared<BinaryTrace>(curve);
-}
-
-std::shared_ptr<const Generator> makeAsciiTrace(const TraceCurve& curve) {
-    return std::make_shared<AsciiTrace>(curve);
-}
-
-std::shared_ptr<const Generator> makeBinaryTrace(int trace, uint32_t points) {
-    return makeBinaryTrace(TraceCurve{.trace = trace, .points = points, .count = points});
-}
-
-std::shared_ptr<const Generator> makeAsciiTrace(int trace, uint32_t points) {
-    return makeAsciiTrace(TraceCurve{.trace = trace, .points = points, .count = points});
+std::shared_ptr<const ValueSource> curveSource(const TraceCurve& curve) {
+    return std::make_shared<CurveSource>(curve);
 }
 
 uint32_t phaseNoisePairs(uint32_t points) {
     // A pair is two values and two separators, less the last separator.
-    constexpr uint32_t kMaxPairs = uint32_t((kMaxPhaseNoiseText + 1) / (2 * (kAsciiWidth + 1)));
+    constexpr uint32_t kMaxPairs = uint32_t((kMaxPhaseNoiseText + 1) / (2 * (kNr3Width + 1)));
     return std::min(points, kMaxPairs);
 }
 
@@ -268,7 +214,7 @@ std::string phaseNoiseText(int trace, uint32_t points) {
     double spacing = n > 1 ? 6.0 / double(n - 1) : 6.0;
     double spurWidth = std::max(0.01, 1.5 * spacing);
     std::string out;
-    out.reserve(size_t(n) * 2 * (kAsciiWidth + 1));
+    out.reserve(size_t(n) * 2 * (kNr3Width + 1));
     for (uint32_t i = 0; i < n; ++i) {
         double decade = 1.0 + (n > 1 ? 6.0 * double(i) / double(n - 1) : 0.0);
         double hz = std::pow(10.0, decade);
@@ -278,12 +224,13 @@ std::string phaseNoiseText(int trace, uint32_t points) {
             if (d * d < 200) dbc += s.db * std::exp(-0.5 * d * d);
         }
         dbc += 2.0 * noise(trace, i, 2) + 1.5 * (trace - 1);
-        char x[32], y[32];
-        if (!nr3(hz, x) || !nr3(dbc, y)) return {};  // cannot happen: finite values of sane size
+        char x[kNr3Width], y[kNr3Width];
+        writeNr3(hz, x);
+        writeNr3(dbc, y);
         if (i) out += ',';
-        out.append(x, kAsciiWidth);
+        out.append(x, kNr3Width);
         out += ',';
-        out.append(y, kAsciiWidth);
+        out.append(y, kNr3Width);
     }
     return out;
 }

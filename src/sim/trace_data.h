@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "response.h"
+#include "value_stream.h"
 
 namespace qv::sim {
 
@@ -60,13 +60,8 @@ std::vector<TracePeak> tracePeaks(int trace, uint32_t points);
 // to sync).
 std::vector<double> demodulationSummary(std::string_view format);
 
-// REAL,32: little-endian float32 values, 4 bytes each.
-std::shared_ptr<const Generator> makeBinaryTrace(const TraceCurve& curve);
-// ASCii: values in fixed-width NR3 form ("-8.123456E+01") separated by ','.
-std::shared_ptr<const Generator> makeAsciiTrace(const TraceCurve& curve);
-// The plain spectrum in dBm, `points` values.
-std::shared_ptr<const Generator> makeBinaryTrace(int trace, uint32_t points);
-std::shared_ptr<const Generator> makeAsciiTrace(int trace, uint32_t points);
+// The curve's values for a REAL,32 block or an ASCii list (answerValues).
+std::shared_ptr<const ValueSource> curveSource(const TraceCurve& curve);
 
 // A phase-noise trace as text, whatever the data format: pairs of offset
 // frequency (Hz, log spaced 10 Hz .. 10 MHz) and noise (dBc/Hz), in NR3
