@@ -135,7 +135,7 @@ int cmdTrace(const Options& o) {
 
     // The selectors as the window's load leaves them, then the user's picks
     // as clicks on them.
-    const trace::SelectorTarget target{state.MyVISARsc, state.prepareVif, o.timeoutMs};
+    const trace::VifTarget target{state.MyVISARsc, state.prepareVif, o.timeoutMs};
     const std::string& family = state.MyDevType;
     const int masterTraces = dir::MasterTraces(dir::VisaDevicesPath(), mapped.empty() ? family : mapped);
     trace::loadSelectors(target, family, masterTraces, window, state.instrumentMode);
@@ -143,11 +143,10 @@ int cmdTrace(const Options& o) {
     const bool named = state.instrumentMode == "NWA";
     trace::Selector& channels = window.channelList();
     trace::Selector& traces = window.traceList();
-    if (d.fixed == &trace::kOldNetworkReader) {
+    if (d.fixedChannels) {
         // Its reader lists the four fixed channels before it reads; the
         // window's user picks among those, so the command line does too.
-        channels.clear();
-        for (int i = 1; i <= 4; ++i) channels.add("CHANNEL" + std::to_string(i));
+        trace::listFixedChannels(channels);
         channels.select(0);
     }
     if (!channelText.empty()) {

@@ -17,7 +17,8 @@ const Dialect kReceiverSan{.logOnlyInSan = true};
 const Dialect kAsciiFile{.fixed = &kAsciiReader};
 const Dialect kNetwork{.otherModes = &kNetworkReader, .networkAtLoad = true, .networkChannels = true};
 const Dialect kNetworkModeWord{.networkAtLoad = true, .networkChannels = true};
-const Dialect kOldNetwork{.fixed = &kOldNetworkReader, .networkChannels = true, .pairsInDb = true};
+const Dialect kOldNetwork{
+    .fixed = &kOldNetworkReader, .networkChannels = true, .pairsInDb = true, .fixedChannels = true};
 const Dialect kAudio{.fixed = &kAudioReader};
 const Dialect kMyi{.fixed = &kMyiReader, .mathChannels = true};
 const Dialect kMye{.fixed = &kMyeReader, .mathChannels = true};

@@ -8,8 +8,6 @@
 #include "instrument_io/vif.h"
 #include "trace/reader_support.h"
 
-#include <algorithm>
-#include <cctype>
 
 namespace qv::trace {
 
@@ -18,11 +16,6 @@ namespace detail {
 namespace {
 
 void inform(const std::string& text) { app::host().message(QV_PRODUCT_NAME, text, app::Icon::Information); }
-
-std::string upper(std::string s) {
-    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return char(std::toupper(c)); });
-    return s;
-}
 
 // A failure the user can act on, for a stimulus that does not fit the data.
 std::string stimulusMismatchText(bool stimulusOk, size_t xCount, size_t yCount, const std::string& command) {
@@ -36,10 +29,10 @@ std::string stimulusMismatchText(bool stimulusOk, size_t xCount, size_t yCount, 
 
 }  // namespace
 
-bool readNetworkData(ReadContext& ctx, int n, const std::string& dataCommand) {
+bool readNetworkData(ReadContext& ctx, int n, const std::string& dataCommand, bool selectTrace) {
     io::VIF& vif = ctx.vif;
     const std::string ch = std::to_string(n);
-    if (upper(ctx.family).find("KDM") == std::string::npos)
+    if (selectTrace)
         vif.WriteString("CALC" + ch + ":PAR:SEL '" + ctx.display.traceList().text() + "'");
     std::vector<float> y;
     if (!vif.ReadFloatArray(dataCommand, y, "")) {
@@ -90,7 +83,7 @@ void traceError(const std::string& text) { app::host().message("Trace Error", te
 // fill them; the reading goes on with what they then show.
 void refillLists(ReadContext& ctx) {
     io::VIF own;
-    openOwnVif(own, ctx.resource, ctx.prepareVif, ctx.openTimeoutMs);
+    openOwnVif(own, ctx.own);
     fillChannelList(own, ctx.display.channelList());
     fillTraceList(own, ctx.display.channelList(), ctx.display.traceList());
 }
@@ -117,7 +110,7 @@ bool readNetworkTrace(ReadContext& ctx) {
     ctx.display.showTraceSelector(true);
     ctx.display.showChannelSelector(true);
     const int n = channel + 1;
-    return readNetworkData(ctx, n, "CALCulate" + std::to_string(n) + ":DATA?  FDATA");
+    return readNetworkData(ctx, n, "CALCulate" + std::to_string(n) + ":DATA?  FDATA", true);
 }
 
 }  // namespace

@@ -101,10 +101,9 @@ void fillTraceList(io::VIF& vif, Selector& channels, Selector& traces) {
     app::context().SelectedTrace = 0;
 }
 
-bool openOwnVif(io::VIF& vif, const std::string& resource, const std::function<void(io::VIF&)>& prepare,
-                uint32_t timeoutMs) {
-    if (prepare) prepare(vif);
-    return vif.OpenDevice(resource, true, false, timeoutMs, true);
+bool openOwnVif(io::VIF& vif, const VifTarget& target) {
+    if (target.prepareVif) target.prepareVif(vif);
+    return vif.OpenDevice(target.resource, true, false, target.openTimeoutMs, true);
 }
 
 }  // namespace qv::trace

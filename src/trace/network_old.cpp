@@ -17,8 +17,7 @@ bool readOldNetworkTrace(ReadContext& ctx) {
     io::VIF& vif = ctx.vif;
     vif.WriteString("FORM REAL,32");
     Selector& channels = ctx.display.channelList();
-    channels.clear();
-    for (int i = 1; i <= 4; ++i) channels.add("CHANNEL" + std::to_string(i));
+    listFixedChannels(channels);
 
     const std::string answer = app::TrimLineEnds(ask(vif, "INST:SEL?"));
     std::string rest = answer;
@@ -34,10 +33,15 @@ bool readOldNetworkTrace(ReadContext& ctx) {
         return false;
     }
     const int n = index + 1;
-    return readNetworkData(ctx, n, "TRAC? CH" + std::to_string(n) + "DATA");
+    return readNetworkData(ctx, n, "TRAC? CH" + std::to_string(n) + "DATA", false);
 }
 
 }  // namespace
+
+void listFixedChannels(Selector& channels) {
+    channels.clear();
+    for (int i = 1; i <= 4; ++i) channels.add("CHANNEL" + std::to_string(i));
+}
 
 const Reader kOldNetworkReader{"readNetworkTrace", readOldNetworkTrace, false};
 

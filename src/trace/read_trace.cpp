@@ -41,9 +41,7 @@ bool readOnce(app::AppContext& ctx, WindowState& state, Window& window, io::VIF&
                        state.localFolder,
                        decimalMark,
                        {},
-                       state.MyVISARsc,
-                       state.prepareVif,
-                       openTimeoutMs};
+                       {state.MyVISARsc, state.prepareVif, openTimeoutMs}};
         ok = choice.reader->read(rc);
         if (!rc.failure.empty()) {
             app::host().busy(false);

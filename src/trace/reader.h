@@ -22,6 +22,14 @@ struct AppContext;
 
 namespace qv::trace {
 
+// Where a step opens a VIF of its own on the instrument being read: the
+// list fillers, the selector events, the renames.
+struct VifTarget {
+    std::string resource;
+    std::function<void(io::VIF&)> prepareVif;  // the command line's log and time-out, a test's
+    uint32_t openTimeoutMs = 1000;
+};
+
 // One of the window's two selectors (cmbChannelName, cmbTraceName) as the
 // readers and the list fillers see it.
 class Selector {
@@ -88,11 +96,9 @@ struct ReadContext {
     // A failure that ends the whole reading (and a continuous run) with this
     // description in an information box: arithmetic a reading cannot do.
     std::string failure;
-    // Where the list fillers open a VIF of their own (the window's resource,
-    // prepared and timed as the reading's own).
-    std::string resource;
-    std::function<void(io::VIF&)> prepareVif;
-    uint32_t openTimeoutMs = 1000;
+    // Where the list fillers open a VIF of their own: the reading's
+    // instrument, prepared and timed as the reading's own VIF.
+    VifTarget own;
 };
 
 using ReadFn = bool (*)(ReadContext& ctx);
@@ -142,6 +148,8 @@ struct Dialect {
     bool logOnlyInSan = false;
     // A pair array plotted as a real trace shows as magnitude in dB (KDM).
     bool pairsInDb = false;
+    // Four fixed channels without catalogues, trace names or renames (KDM).
+    bool fixedChannels = false;
 };
 // The dialect of a family; a plain one (mode word, nothing special) for
 // tags without one.
@@ -188,10 +196,13 @@ void fillChannelList(io::VIF& vif, Selector& channels);
 // empty answer fills the channel list anew and asks again. Index 0
 // selected, SelectedTrace 0.
 void fillTraceList(io::VIF& vif, Selector& channels, Selector& traces);
-// Opens a VIF of its own on the reading's instrument, as the list fillers
-// and the selector events do.
-bool openOwnVif(io::VIF& vif, const std::string& resource, const std::function<void(io::VIF&)>& prepare,
-                uint32_t timeoutMs);
+// The older network analyzer's four fixed channels, "CHANNEL1" to
+// "CHANNEL4", as its reader lists them (nothing selected).
+void listFixedChannels(Selector& channels);
+
+// Opens a VIF of its own on the target, as the list fillers and the
+// selector events do.
+bool openOwnVif(io::VIF& vif, const VifTarget& target);
 
 // The trace window as readTrace sees it.
 class Window : public Display {

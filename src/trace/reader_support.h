@@ -39,8 +39,8 @@ void keepSweep(ReadContext& ctx, const std::vector<float>& values, std::vector<d
 namespace qv::trace::detail {
 
 // The network analyzers' common end of a reading: the active trace selected
-// (not on the older family), the data, the stimulus, and the plot, real or
+// where traces have names, the data, the stimulus, and the plot, real or
 // complex. n: the channel number of the commands.
-bool readNetworkData(ReadContext& ctx, int n, const std::string& dataCommand);
+bool readNetworkData(ReadContext& ctx, int n, const std::string& dataCommand, bool selectTrace);
 
 }  // namespace qv::trace::detail

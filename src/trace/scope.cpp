@@ -7,8 +7,6 @@
 #include "trace/reader_support.h"
 #include "trace/waveform_text.h"
 
-#include <algorithm>
-#include <cctype>
 
 namespace qv::trace {
 
@@ -44,10 +42,8 @@ void switchOn(io::VIF& vif, const std::string& stem) {
     ask(vif, stem + ":STAT?");  // asked as the instrument expects; the answer is not needed
 }
 
-bool holdsFft(std::string definition) {
-    std::transform(definition.begin(), definition.end(), definition.begin(),
-                   [](unsigned char c) { return char(std::toupper(c)); });
-    return definition.find("FFT") != std::string::npos;
+bool holdsFft(const std::string& definition) {
+    return app::ToUpperAscii(definition).find("FFT") != std::string::npos;
 }
 
 void keepWaveform(ReadContext& ctx, std::vector<double> x, std::vector<double> y, const WaveHeader& h,

@@ -16,21 +16,19 @@ constexpr const char* kNetworkMode = "NWA";
 // A channel count out of reason is held to a list one can scroll.
 constexpr int kMaxChannels = 64;
 
-bool open(io::VIF& vif, const SelectorTarget& target) {
-    return openOwnVif(vif, target.resource, target.prepareVif, target.openTimeoutMs);
-}
+bool open(io::VIF& vif, const VifTarget& target) { return openOwnVif(vif, target); }
 
 // The older network analyzer has four fixed channels and no catalogues.
-bool hasCatalogues(const std::string& family) { return family != "KDM"; }
+bool hasCatalogues(const std::string& family) { return !dialectFor(family).fixedChannels; }
 
-std::string askMode(const SelectorTarget& target) {
+std::string askMode(const VifTarget& target) {
     io::VIF vif;
     std::string answer;
     if (open(vif, target) && vif.ReadString("INST:SEL?", answer, 2048)) return app::TrimLineEnds(answer);
     return {};
 }
 
-void fillCatalogues(const SelectorTarget& target, const std::string& family, Display& display) {
+void fillCatalogues(const VifTarget& target, const std::string& family, Display& display) {
     if (!hasCatalogues(family)) return;
     {
         io::VIF vif;
@@ -40,7 +38,7 @@ void fillCatalogues(const SelectorTarget& target, const std::string& family, Dis
     if (open(vif, target)) fillTraceList(vif, display.channelList(), display.traceList());
 }
 
-void fillTraceCatalogue(const SelectorTarget& target, const std::string& family, Display& display) {
+void fillTraceCatalogue(const VifTarget& target, const std::string& family, Display& display) {
     if (!hasCatalogues(family)) return;
     io::VIF vif;
     if (open(vif, target)) fillTraceList(vif, display.channelList(), display.traceList());
@@ -48,7 +46,7 @@ void fillTraceCatalogue(const SelectorTarget& target, const std::string& family,
 
 }  // namespace
 
-void fillActiveTraces(const SelectorTarget& target, int count, Selector& traces) {
+void fillActiveTraces(const VifTarget& target, int count, Selector& traces) {
     io::VIF vif;
     std::vector<int> numbers;
     if (open(vif, target)) numbers = activeTraces(vif, count);
@@ -60,7 +58,7 @@ void fillActiveTraces(const SelectorTarget& target, int count, Selector& traces)
     app::context().SelectedTrace = 0;
 }
 
-void loadSelectors(const SelectorTarget& target, const std::string& family, int masterTraces, Display& display,
+void loadSelectors(const VifTarget& target, const std::string& family, int masterTraces, Display& display,
                    std::string& instrumentMode) {
     Selector& channels = display.channelList();
     Selector& traces = display.traceList();
@@ -95,7 +93,7 @@ void loadSelectors(const SelectorTarget& target, const std::string& family, int 
     if (channels.selected() >= 0) display.setChannelCaption(channels.text());
 }
 
-bool channelChosen(const SelectorTarget& target, const std::string& family, int index, Display& display) {
+bool channelChosen(const VifTarget& target, const std::string& family, int index, Display& display) {
     Selector& channels = display.channelList();
     if (index < 0 || index >= channels.count()) return false;
     if (channels.selected() != index) channels.select(index);
@@ -140,14 +138,14 @@ void traceChosen(const std::string& family, int index, Selector& traces) {
 }
 
 bool renamesInPlace(std::string_view mappedName, std::string_view family) {
-    return mappedName.rfind("KD", 0) == 0 && family != "KDM";
+    return mappedName.rfind("KD", 0) == 0 && !dialectFor(family).fixedChannels;
 }
 
 std::string renameCommand(RenameWhat what, const std::string& caption, const std::string& text) {
     return std::string(what == RenameWhat::Channel ? "CONF:CHAN" : "CONF:TRAC") + caption + ":NAME '" + text + "'";
 }
 
-bool renameOnEnter(const SelectorTarget& target, std::string_view mappedName, const std::string& family,
+bool renameOnEnter(const VifTarget& target, std::string_view mappedName, const std::string& family,
                    RenameWhat what, Display& display) {
     if (!renamesInPlace(mappedName, family)) return false;
     const Selector& list = what == RenameWhat::Channel ? display.channelList() : display.traceList();

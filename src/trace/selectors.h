@@ -14,13 +14,8 @@
 
 namespace qv::trace {
 
-// Where a selector step reaches the instrument: every step that talks to
-// it opens a VIF of its own here, as the window's events do.
-struct SelectorTarget {
-    std::string resource;
-    std::function<void(io::VIF&)> prepareVif;
-    uint32_t openTimeoutMs = 1000;
-};
+// Every step that talks to the instrument opens a VIF of its own on the
+// target, as the window's events do.
 
 // The window's load: the channel list "1".."masterTraces" (then "Math 1" to
 // "Math 4" for the scopes), the trace list "1".."4", then the family's
@@ -29,20 +24,20 @@ struct SelectorTarget {
 // where the family has one ("NWA" for the network analyzers). The channel
 // list ends with its first item selected, SelectedChannel 0, and the
 // caption showing it.
-void loadSelectors(const SelectorTarget& target, const std::string& family, int masterTraces, Display& display,
+void loadSelectors(const VifTarget& target, const std::string& family, int masterTraces, Display& display,
                    std::string& instrumentMode);
 
 // A channel chosen (a click, or the command line's --channel): SelectedChannel,
 // the caption, and the family's instrument side. Returns whether an update
 // (a reading) follows; in mode "NWA" it does not, the trace is chosen next.
-bool channelChosen(const SelectorTarget& target, const std::string& family, int index, Display& display);
+bool channelChosen(const VifTarget& target, const std::string& family, int index, Display& display);
 
 // A trace chosen: SelectedTrace from the list (the instrument's trace
 // number less one where the list holds trace numbers).
 void traceChosen(const std::string& family, int index, Selector& traces);
 
 // fillActiveTraces: the numbers of the displayed traces into `traces`.
-void fillActiveTraces(const SelectorTarget& target, int count, Selector& traces);
+void fillActiveTraces(const VifTarget& target, int count, Selector& traces);
 
 // The names are edited in place on the network analyzers with named
 // channels and traces: a mapped name that begins with "KD", any family but KDM.
@@ -54,7 +49,7 @@ std::string renameCommand(RenameWhat what, const std::string& caption, const std
 // Enter in one of the selectors: the rename sent with the selector's text
 // and the caption; false where the rule does not apply or the instrument
 // could not be reached.
-bool renameOnEnter(const SelectorTarget& target, std::string_view mappedName, const std::string& family,
+bool renameOnEnter(const VifTarget& target, std::string_view mappedName, const std::string& family,
                    RenameWhat what, Display& display);
 
 }  // namespace qv::trace

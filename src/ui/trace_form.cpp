@@ -357,7 +357,7 @@ void TraceForm::Load() {
     loaded_ = true;
 }
 
-qv::trace::SelectorTarget TraceForm::selectorTarget() const {
+qv::trace::VifTarget TraceForm::selectorTarget() const {
     return {state.MyVISARsc, state.prepareVif, 1000};
 }
 

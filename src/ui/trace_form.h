@@ -123,7 +123,7 @@ private:
     void buildMarkFrame();
     QToolButton* addButton(QWidget* bar, const QString& name, const QString& caption, const QString& tip, int glyph);
     // Where the selector steps open their VIFs: this window's instrument.
-    qv::trace::SelectorTarget selectorTarget() const;
+    qv::trace::VifTarget selectorTarget() const;
     void showLegend(bool on);
     // Which of the trace list's caption and the channel caption show.
     void arrangeCaptions();

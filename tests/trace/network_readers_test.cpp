@@ -36,7 +36,7 @@ std::vector<std::string> itemsOf(const qv::trace::Selector& s) {
 // instrument's catalogues, then the chosen channel and trace.
 void loadLists(Rig& rig, int channel, int trace) {
     qv::io::VIF v;
-    ASSERT_TRUE(qv::trace::openOwnVif(v, rig.sim.socketResource(), {}, 2000));
+    ASSERT_TRUE(qv::trace::openOwnVif(v, {rig.sim.socketResource(), {}, 2000}));
     auto& channels = rig.window.channelList();
     auto& traces = rig.window.traceList();
     qv::trace::fillChannelList(v, channels);
@@ -189,7 +189,7 @@ TEST(NetworkReader, ADeletedChannelIsReportedAndTheReadingGoesOnWithTheFirst) {
 TEST(NetworkLists, AChannelWithoutAnAnswerFallsBackToTheFirstChannel) {
     Rig rig("KDC", {});
     qv::io::VIF v;
-    ASSERT_TRUE(qv::trace::openOwnVif(v, rig.sim.socketResource(), [](qv::io::VIF& f) { f.TimeOut(300); }, 2000));
+    ASSERT_TRUE(qv::trace::openOwnVif(v, {rig.sim.socketResource(), [](qv::io::VIF& f) { f.TimeOut(300); }, 2000}));
     qv::trace::ListSelector channels, traces;
     channels.add("1");
     channels.add("7");

@@ -35,7 +35,7 @@ struct SelectorRig {
     qvtest::SimProcess sim;
     std::string log = dir.file("sim.log");
     size_t setupLines = 0;
-    qv::trace::SelectorTarget target;
+    qv::trace::VifTarget target;
     ListDisplay display;
     std::string family;
 
